@@ -1,0 +1,55 @@
+// The database file's header page: 350 bytes of text in front of the ticket records.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+namespace td {
+
+inline constexpr std::size_t Header_Page_Size = 350;
+inline constexpr int Header_Records_Offset = 6;
+inline constexpr const char* Header_Magic = "TD HDR *Ver 1.84.745*";
+inline constexpr const char* Header_Checksum_Magic = "TD HDR *Ver 1.01beta*";
+inline constexpr const char* Header_Data_Type = "Tally_depot_DataBase";
+
+// "major.minor.revision" of this program, as it stands in line 2.
+std::string Program_Version();
+
+// The 350 header bytes for a count; no count (first creation) writes "00000000".
+std::string Build_Header_Page(std::optional<long> ticket_count,
+                              const std::string& program_version = Program_Version());
+
+// Writes the header page at the start of `file`, creating the file if needed; bytes from 350 on
+// are never touched. Returns false on failure (callers ignore it).
+bool Create_Header(const std::string& file, std::optional<long> ticket_count);
+
+struct Header_Info {
+    std::string header_version;
+    std::string program_version;
+    double record_length = 0;
+    double records_offset = 0;
+    std::string data_type;
+    double count = 0;
+};
+
+// "Ok" or "$ERROR$" (then data_type = "$ERROR$", count = -1).
+std::string Read_Header(const std::string& file, Header_Info& info);
+
+// Checksum rule: the plain byte sum of lines 1 to 6 with the older magic in line 1, each with its
+// CR LF. `lines` are the six stored lines without line ends.
+std::uint32_t Header_Checksum(const std::string& line2, const std::string& line3,
+                              const std::string& line4, const std::string& line5,
+                              const std::string& line6);
+
+struct Header_Verification {
+    bool parsed = false;
+    bool checksum_agrees = false;
+    std::uint32_t stored_checksum = 0;
+    std::uint32_t computed_checksum = 0;
+    std::string reason; // empty when all is well
+};
+// Reads the stored lines 1 to 7 and checks line 7 against the rule.
+Header_Verification Verify_Header_Checksum(const std::string& file);
+
+} // namespace td

@@ -1,0 +1,61 @@
+// Random access to a file of fixed-length records, numbered from 1. Reading past the end yields a
+// zero record; writing past the end extends the file with zeros. Opening creates a missing file,
+// as the random-access open of the system did.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace td {
+
+class Record_File {
+public:
+    enum class Mode { Read_Write, Read_Only };
+
+    Record_File() = default;
+    Record_File(const std::string& path, std::size_t record_length, Mode mode = Mode::Read_Write);
+    ~Record_File();
+    Record_File(const Record_File&) = delete;
+    Record_File& operator=(const Record_File&) = delete;
+    Record_File(Record_File&& other) noexcept;
+    Record_File& operator=(Record_File&& other) noexcept;
+
+    // False if the file could not be opened (or, read-only, does not exist).
+    bool Open(const std::string& path, std::size_t record_length, Mode mode = Mode::Read_Write);
+    bool Is_Open() const { return fd_ >= 0; }
+    void Close();
+
+    std::size_t Record_Length() const { return record_length_; }
+    // Size of the file in bytes; 0 if not open.
+    std::uint64_t Size() const;
+    // Number of whole records the file holds.
+    std::uint64_t Record_Count() const;
+
+    // Reads record `number` (from 1) into `out` (record_length bytes); zeros past the end.
+    // Returns false on an I/O error or a record number below 1.
+    bool Read(std::uint64_t number, std::uint8_t* out) const;
+    std::vector<std::uint8_t> Read(std::uint64_t number) const;
+    // Reads `count` consecutive records from `first` into `out`; zeros past the end.
+    bool Read_Block(std::uint64_t first, std::uint64_t count, std::uint8_t* out) const;
+
+    // Writes record `number`; extends the file with zeros when it lies past the end.
+    bool Write(std::uint64_t number, const std::uint8_t* data);
+    bool Write_Block(std::uint64_t first, std::uint64_t count, const std::uint8_t* data);
+
+    // Bytes at any offset, for the header page.
+    bool Read_Bytes(std::uint64_t offset, std::size_t length, std::uint8_t* out) const;
+    bool Write_Bytes(std::uint64_t offset, std::size_t length, const std::uint8_t* data);
+
+    // Forces what was written to the disk.
+    bool Sync();
+
+private:
+    int fd_ = -1;
+    std::size_t record_length_ = 0;
+};
+
+bool File_Exists(const std::string& path);
+bool Remove_File(const std::string& path);
+
+} // namespace td

@@ -1,0 +1,270 @@
+#include "storage/records.h"
+
+#include "core/codepage.h"
+
+#include <algorithm>
+#include <bit>
+#include <cstring>
+
+namespace td {
+
+namespace bytes {
+
+void Put_U8(std::uint8_t* at, std::uint8_t v) {
+    at[0] = v;
+}
+
+void Put_I32(std::uint8_t* at, std::int32_t v) {
+    auto u = static_cast<std::uint32_t>(v);
+    for (int i = 0; i < 4; ++i)
+        at[i] = static_cast<std::uint8_t>(u >> (8 * i));
+}
+
+void Put_F64(std::uint8_t* at, double v) {
+    auto u = std::bit_cast<std::uint64_t>(v);
+    for (int i = 0; i < 8; ++i)
+        at[i] = static_cast<std::uint8_t>(u >> (8 * i));
+}
+
+std::uint8_t Get_U8(const std::uint8_t* at) {
+    return at[0];
+}
+
+std::int32_t Get_I32(const std::uint8_t* at) {
+    std::uint32_t u = 0;
+    for (int i = 0; i < 4; ++i)
+        u |= static_cast<std::uint32_t>(at[i]) << (8 * i);
+    return static_cast<std::int32_t>(u);
+}
+
+double Get_F64(const std::uint8_t* at) {
+    std::uint64_t u = 0;
+    for (int i = 0; i < 8; ++i)
+        u |= static_cast<std::uint64_t>(at[i]) << (8 * i);
+    return std::bit_cast<double>(u);
+}
+
+void Put_Text(std::uint8_t* at, std::size_t width, const std::string& utf8) {
+    // Cut after the conversion: the width is in code page bytes, not in UTF-8 bytes.
+    std::string encoded = Utf8_To_Cp1251(utf8);
+    std::size_t n = std::min(encoded.size(), width);
+    std::memcpy(at, encoded.data(), n);
+    std::memset(at + n, ' ', width - n);
+}
+
+std::string Get_Text(const std::uint8_t* at, std::size_t width) {
+    std::string raw(reinterpret_cast<const char*>(at), width);
+    std::replace(raw.begin(), raw.end(), '\0', ' ');
+    return Cp1251_To_Utf8(raw);
+}
+
+} // namespace bytes
+
+namespace {
+
+using namespace bytes;
+
+template <std::size_t N> void Put_Raw(std::uint8_t* at, const std::array<char, N>& raw) {
+    std::memcpy(at, raw.data(), N);
+}
+
+template <std::size_t N> std::array<char, N> Get_Raw(const std::uint8_t* at) {
+    std::array<char, N> raw{};
+    std::memcpy(raw.data(), at, N);
+    return raw;
+}
+
+} // namespace
+
+void Ticket_Record::Set_Serial(const std::string& text) {
+    Serial.fill(' ');
+    std::memcpy(Serial.data(), text.data(), std::min(text.size(), Serial.size()));
+}
+
+// ---- Ticket_Record ---------------------------------------------------------------------------
+
+void Encode(const Ticket_Record& r, std::uint8_t* out) {
+    Put_U8(out + 0, r.Used);
+    Put_U8(out + 1, r.Deleted);
+    Put_U8(out + 2, r.Multiuse);
+    Put_U8(out + 3, r.Fuel);
+    Put_I32(out + 4, r.Volume);
+    Put_F64(out + 8, r.Real_Volume);
+    Put_Raw(out + 16, r.Serial);
+    Put_I32(out + 22, r.Company);
+    Put_I32(out + 26, r.Sale_Mark);
+    Put_I32(out + 30, r.Establishment);
+    Put_U8(out + 34, r.Date_Limits);
+    Put_U8(out + 35, r.Establishment_Limits);
+    Put_F64(out + 36, r.Sell_Date);
+    Put_F64(out + 44, r.Validation_Date);
+    Put_F64(out + 52, r.Valid_From);
+    Put_F64(out + 60, r.Expire_Date);
+    Put_I32(out + 68, r.Establishments_Mask);
+}
+
+Ticket_Record Decode_Ticket(const std::uint8_t* in) {
+    Ticket_Record r;
+    r.Used = Get_U8(in + 0);
+    r.Deleted = Get_U8(in + 1);
+    r.Multiuse = Get_U8(in + 2);
+    r.Fuel = Get_U8(in + 3);
+    r.Volume = Get_I32(in + 4);
+    r.Real_Volume = Get_F64(in + 8);
+    r.Serial = Get_Raw<6>(in + 16);
+    r.Company = Get_I32(in + 22);
+    r.Sale_Mark = Get_I32(in + 26);
+    r.Establishment = Get_I32(in + 30);
+    r.Date_Limits = Get_U8(in + 34);
+    r.Establishment_Limits = Get_U8(in + 35);
+    r.Sell_Date = Get_F64(in + 36);
+    r.Validation_Date = Get_F64(in + 44);
+    r.Valid_From = Get_F64(in + 52);
+    r.Expire_Date = Get_F64(in + 60);
+    r.Establishments_Mask = Get_I32(in + 68);
+    return r;
+}
+
+// ---- Number index ----------------------------------------------------------------------------
+
+void Encode(const Z_Header& h, std::uint8_t* out) {
+    Put_Raw(out + 0, h.Z_Mark);
+    Put_I32(out + 8, h.Z_Count);
+}
+
+Z_Header Decode_Z_Header(const std::uint8_t* in) {
+    Z_Header h;
+    h.Z_Mark = Get_Raw<8>(in + 0);
+    h.Z_Count = Get_I32(in + 8);
+    return h;
+}
+
+void Encode(const Z_Record& r, std::uint8_t* out) {
+    Put_Raw(out + 0, r.Serial);
+    Put_I32(out + 6, r.Record_No);
+    Put_U8(out + 10, r.Used);
+    Put_U8(out + 11, r.Deleted);
+}
+
+Z_Record Decode_Z_Record(const std::uint8_t* in) {
+    Z_Record r;
+    r.Serial = Get_Raw<6>(in + 0);
+    r.Record_No = Get_I32(in + 6);
+    r.Used = Get_U8(in + 10);
+    r.Deleted = Get_U8(in + 11);
+    return r;
+}
+
+// ---- Company_Record --------------------------------------------------------------------------
+
+void Encode(const Company_Record& r, std::uint8_t* out) {
+    Put_U8(out + 0, r.Exists);
+    Put_Text(out + 1, 5, r.Code);
+    Put_Text(out + 6, 5, r.Kind_Code);
+    Put_Text(out + 11, 5, r.Group_Code);
+    Put_Text(out + 16, 5, r.Subgroup_Code);
+    Put_Text(out + 21, 255, r.Name);
+}
+
+Company_Record Decode_Company(const std::uint8_t* in) {
+    Company_Record r;
+    r.Exists = Get_U8(in + 0);
+    r.Code = Get_Text(in + 1, 5);
+    r.Kind_Code = Get_Text(in + 6, 5);
+    r.Group_Code = Get_Text(in + 11, 5);
+    r.Subgroup_Code = Get_Text(in + 16, 5);
+    r.Name = Get_Text(in + 21, 255);
+    return r;
+}
+
+// ---- Name_Record -----------------------------------------------------------------------------
+
+void Encode(const Name_Record& r, std::uint8_t* out) {
+    Put_U8(out + 0, r.Exists);
+    Put_Text(out + 1, 255, r.Name);
+}
+
+Name_Record Decode_Name(const std::uint8_t* in) {
+    Name_Record r;
+    r.Exists = Get_U8(in + 0);
+    r.Name = Get_Text(in + 1, 255);
+    return r;
+}
+
+// ---- Fuel_Record -----------------------------------------------------------------------------
+
+void Encode(const Fuel_Record& r, std::uint8_t* out) {
+    Put_U8(out + 0, r.Exists);
+    Put_Text(out + 1, 32, r.Name);
+    Put_F64(out + 33, r.Price);
+    Put_F64(out + 41, r.Price_Date);
+    Put_U8(out + 49, r.History_Index);
+    for (std::size_t i = 0; i < r.Price_History.size(); ++i)
+        Put_F64(out + 50 + 8 * i, r.Price_History[i]);
+    for (std::size_t i = 0; i < r.Price_Date_History.size(); ++i)
+        Put_F64(out + 298 + 8 * i, r.Price_Date_History[i]);
+}
+
+Fuel_Record Decode_Fuel(const std::uint8_t* in) {
+    Fuel_Record r;
+    r.Exists = Get_U8(in + 0);
+    r.Name = Get_Text(in + 1, 32);
+    r.Price = Get_F64(in + 33);
+    r.Price_Date = Get_F64(in + 41);
+    r.History_Index = Get_U8(in + 49);
+    for (std::size_t i = 0; i < r.Price_History.size(); ++i)
+        r.Price_History[i] = Get_F64(in + 50 + 8 * i);
+    for (std::size_t i = 0; i < r.Price_Date_History.size(); ++i)
+        r.Price_Date_History[i] = Get_F64(in + 298 + 8 * i);
+    return r;
+}
+
+// ---- User_Volume_Record ----------------------------------------------------------------------
+
+void Encode(const User_Volume_Record& r, std::uint8_t* out) {
+    Put_U8(out + 0, r.Exists);
+    Put_F64(out + 1, r.Litres);
+    std::memcpy(out + 9, r.Reserved_Text.data(), r.Reserved_Text.size());
+}
+
+User_Volume_Record Decode_User_Volume(const std::uint8_t* in) {
+    User_Volume_Record r;
+    r.Exists = Get_U8(in + 0);
+    r.Litres = Get_F64(in + 1);
+    std::memcpy(r.Reserved_Text.data(), in + 9, r.Reserved_Text.size());
+    return r;
+}
+
+// ---- Cache_Record ----------------------------------------------------------------------------
+
+void Encode(const Cache_Record& r, std::uint8_t* out) {
+    Put_I32(out + 0, r.Cache_Head);
+    for (std::size_t i = 0; i < r.Fuel_Total.size(); ++i)
+        Put_F64(out + 4 + 8 * i, r.Fuel_Total[i]);
+}
+
+Cache_Record Decode_Cache(const std::uint8_t* in) {
+    Cache_Record r;
+    r.Cache_Head = Get_I32(in + 0);
+    for (std::size_t i = 0; i < r.Fuel_Total.size(); ++i)
+        r.Fuel_Total[i] = Get_F64(in + 4 + 8 * i);
+    return r;
+}
+
+// ---- Cache_User_Record -----------------------------------------------------------------------
+
+void Encode(const Cache_User_Record& r, std::uint8_t* out) {
+    Put_U8(out + 0, r.Exists);
+    Put_I32(out + 1, r.Company);
+    Put_Text(out + 5, 27, r.Name);
+}
+
+Cache_User_Record Decode_Cache_User(const std::uint8_t* in) {
+    Cache_User_Record r;
+    r.Exists = Get_U8(in + 0);
+    r.Company = Get_I32(in + 1);
+    r.Name = Get_Text(in + 5, 27);
+    return r;
+}
+
+} // namespace td

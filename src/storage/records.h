@@ -1,0 +1,145 @@
+// Byte layouts of every record the system keeps on disk. Little-endian, fixed widths, no padding.
+// Text fields are code page 1251 on disk, UTF-8 here; encoding cuts to the field's width in bytes
+// and pads with blanks; decoding keeps the blanks (callers trim) and reads zero bytes as blanks,
+// since a never-written slot is all zeros.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <string>
+
+namespace td {
+
+// ---- Ticket_Record: 72 bytes -----------------------------------------------------------------
+struct Ticket_Record {
+    std::uint8_t Used = 0;
+    std::uint8_t Deleted = 0;
+    std::uint8_t Multiuse = 0;
+    std::uint8_t Fuel = 0;
+    std::int32_t Volume = 0;
+    double Real_Volume = 0.0;
+    std::array<char, 6> Serial{}; // raw bytes: six digits, zero-padded
+    std::int32_t Company = 0;
+    std::int32_t Sale_Mark = 0;
+    std::int32_t Establishment = 0;
+    std::uint8_t Date_Limits = 0;
+    std::uint8_t Establishment_Limits = 0;
+    double Sell_Date = 0.0;
+    double Validation_Date = 0.0;
+    double Valid_From = 0.0;
+    double Expire_Date = 0.0;
+    std::int32_t Establishments_Mask = 0;
+
+    std::string Serial_Text() const { return std::string(Serial.data(), Serial.size()); }
+    void Set_Serial(const std::string& text); // first six bytes, blank-padded
+};
+inline constexpr std::size_t Ticket_Record_Size = 72;
+void Encode(const Ticket_Record& record, std::uint8_t* out);
+Ticket_Record Decode_Ticket(const std::uint8_t* in);
+
+// ---- Number index: Z_Header and Z_Record, 12 bytes each -------------------------------------
+struct Z_Header {
+    std::array<char, 8> Z_Mark{'T', 'D', ' ', 'H', 'd', 'r', '1', '2'};
+    std::int32_t Z_Count = 0;
+};
+struct Z_Record {
+    std::array<char, 6> Serial{};
+    std::int32_t Record_No = 0;
+    std::uint8_t Used = 0;
+    std::uint8_t Deleted = 0;
+};
+inline constexpr std::size_t Z_Record_Size = 12;
+void Encode(const Z_Header& header, std::uint8_t* out);
+Z_Header Decode_Z_Header(const std::uint8_t* in);
+void Encode(const Z_Record& record, std::uint8_t* out);
+Z_Record Decode_Z_Record(const std::uint8_t* in);
+
+// ---- Company_Record: 276 bytes --------------------------------------------------------------
+struct Company_Record {
+    std::uint8_t Exists = 0;
+    std::string Code;          // 5
+    std::string Kind_Code;     // 5
+    std::string Group_Code;    // 5
+    std::string Subgroup_Code; // 5
+    std::string Name;          // 255
+};
+inline constexpr std::size_t Company_Record_Size = 276;
+void Encode(const Company_Record& record, std::uint8_t* out);
+Company_Record Decode_Company(const std::uint8_t* in);
+
+// ---- Name_Record (towns, stations): 256 bytes -----------------------------------------------
+struct Name_Record {
+    std::uint8_t Exists = 0;
+    std::string Name; // 255
+};
+inline constexpr std::size_t Name_Record_Size = 256;
+void Encode(const Name_Record& record, std::uint8_t* out);
+Name_Record Decode_Name(const std::uint8_t* in);
+
+// ---- Fuel_Record: 546 bytes -----------------------------------------------------------------
+struct Fuel_Record {
+    std::uint8_t Exists = 0;
+    std::string Name; // 32
+    double Price = 0.0;
+    double Price_Date = 0.0;
+    std::uint8_t History_Index = 0;
+    std::array<double, 31> Price_History{};
+    std::array<double, 31> Price_Date_History{};
+};
+inline constexpr std::size_t Fuel_Record_Size = 546;
+void Encode(const Fuel_Record& record, std::uint8_t* out);
+Fuel_Record Decode_Fuel(const std::uint8_t* in);
+
+// ---- User_Volume_Record: 16 bytes -----------------------------------------------------------
+struct User_Volume_Record {
+    std::uint8_t Exists = 0;
+    double Litres = 0.0;
+    std::array<std::uint8_t, 7> Reserved_Text{};
+};
+inline constexpr std::size_t User_Volume_Record_Size = 16;
+void Encode(const User_Volume_Record& record, std::uint8_t* out);
+User_Volume_Record Decode_User_Volume(const std::uint8_t* in);
+
+// ---- Cache_Record (totals files): 84 bytes --------------------------------------------------
+struct Cache_Record {
+    std::int32_t Cache_Head = 0;
+    std::array<double, 10> Fuel_Total{};
+};
+inline constexpr std::size_t Cache_Record_Size = 84;
+void Encode(const Cache_Record& record, std::uint8_t* out);
+Cache_Record Decode_Cache(const std::uint8_t* in);
+
+// ---- Cache_User_Record: 32 bytes ------------------------------------------------------------
+struct Cache_User_Record {
+    std::uint8_t Exists = 0;
+    std::int32_t Company = 0;
+    std::string Name; // 27
+};
+inline constexpr std::size_t Cache_User_Record_Size = 32;
+void Encode(const Cache_User_Record& record, std::uint8_t* out);
+Cache_User_Record Decode_Cache_User(const std::uint8_t* in);
+
+// Limits of the format.
+inline constexpr int Max_Fuel = 8;
+inline constexpr int Max_Volume = 210;
+inline constexpr int Max_Companies = 16384;
+inline constexpr int Max_Station_Totals = 256;
+inline constexpr int Max_User_Volumes = 200;
+inline constexpr int Fuel_Slots = 8;
+inline constexpr int Station_Slots = 16;
+
+// Low-level helpers shared by the encoders and by whoever builds raw bytes (tests, generators).
+namespace bytes {
+void Put_U8(std::uint8_t* at, std::uint8_t v);
+void Put_I32(std::uint8_t* at, std::int32_t v);
+void Put_F64(std::uint8_t* at, double v);
+std::uint8_t Get_U8(const std::uint8_t* at);
+std::int32_t Get_I32(const std::uint8_t* at);
+double Get_F64(const std::uint8_t* at);
+// UTF-8 text into a code page 1251 field of `width` bytes: cut to width, blank-padded.
+void Put_Text(std::uint8_t* at, std::size_t width, const std::string& utf8);
+// A code page 1251 field into UTF-8, zero bytes read as blanks, blanks kept.
+std::string Get_Text(const std::uint8_t* at, std::size_t width);
+} // namespace bytes
+
+} // namespace td

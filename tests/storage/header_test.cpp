@@ -1,0 +1,201 @@
+// The database header page: its exact bytes, what survives a rewrite, and how it is read back.
+#include "storage/header.h"
+#include "storage/record_file.h"
+#include "support/temp_folder.h"
+
+#include <cstdio>
+#include <gtest/gtest.h>
+#include <string>
+#include <vector>
+
+namespace td {
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+using test::Read_All_Bytes;
+using test::Temp_Folder;
+using test::Write_All_Bytes;
+
+std::string Version_From_Build() {
+    return std::to_string(TD_VERSION_MAJOR) + "." + std::to_string(TD_VERSION_MINOR) + "." +
+           std::to_string(TD_VERSION_REVISION);
+}
+
+// The header page as it must stand on disk, put together by hand from the documented text.
+std::string Expected_Page(const std::string& count_digits, const std::string& version) {
+    std::string page;
+    while (page.size() < 350)
+        page += "PAGE    ";
+    page.resize(350);
+
+    const std::vector<std::string> body = {
+        "TD version: " + version,
+        "Record Len: 72",
+        "Records offset: 006",
+        "Data type: Tally_depot_DataBase",
+        "Amount registered entrys: " + count_digits,
+    };
+    std::string summed = "TD HDR *Ver 1.01beta*\r\n";
+    std::string text = "TD HDR *Ver 1.84.745*\r\n";
+    for (const std::string& line : body) {
+        summed += line + "\r\n";
+        text += line + "\r\n";
+    }
+    unsigned long sum = 0;
+    for (unsigned char c : summed)
+        sum += c;
+    char hex[32];
+    std::snprintf(hex, sizeof hex, "%08lX", sum);
+    text += std::string("Crc is: ") + hex + "\r\n";
+    page.replace(0, text.size(), text);
+    return page;
+}
+
+std::string File_Text(const std::string& path) {
+    Bytes b = Read_All_Bytes(path);
+    return std::string(b.begin(), b.end());
+}
+
+TEST(Header, PageBytesForZeroAndManyTickets) {
+    Temp_Folder dir;
+    EXPECT_EQ(Program_Version(), Version_From_Build());
+
+    const std::string zero = Expected_Page("00000000", Version_From_Build());
+    ASSERT_EQ(zero.size(), 350u);
+    ASSERT_TRUE(Create_Header(dir.File("zero.cdb"), 0));
+    EXPECT_EQ(File_Text(dir.File("zero.cdb")), zero);
+    // No count yet (first creation) writes the same eight zeros.
+    ASSERT_TRUE(Create_Header(dir.File("none.cdb"), std::nullopt));
+    EXPECT_EQ(File_Text(dir.File("none.cdb")), zero);
+
+    const std::string many = Expected_Page("00012345", Version_From_Build());
+    ASSERT_TRUE(Create_Header(dir.File("many.cdb"), 12345));
+    EXPECT_EQ(File_Text(dir.File("many.cdb")), many);
+    EXPECT_NE(many.find("Amount registered entrys: 00012345\r\n"), std::string::npos);
+    EXPECT_EQ(Build_Header_Page(12345), many);
+
+    // The checksum follows the version text of line 2.
+    const std::string v1 = Build_Header_Page(7, "1.0.1");
+    const std::string v2 = Build_Header_Page(7, "2.0.1");
+    EXPECT_EQ(v1, Expected_Page("00000007", "1.0.1"));
+    EXPECT_EQ(v2, Expected_Page("00000007", "2.0.1"));
+    const std::size_t crc_at = v1.find("Crc is: ");
+    ASSERT_NE(crc_at, std::string::npos);
+    EXPECT_NE(v1.substr(crc_at, 16), v2.substr(crc_at, 16));
+    EXPECT_EQ(Header_Checksum("TD version: 2.0.1", "Record Len: 72", "Records offset: 006",
+                              "Data type: Tally_depot_DataBase",
+                              "Amount registered entrys: 00000007") -
+                  Header_Checksum("TD version: 1.0.1", "Record Len: 72", "Records offset: 006",
+                                  "Data type: Tally_depot_DataBase",
+                                  "Amount registered entrys: 00000007"),
+              1u);
+}
+
+TEST(Header, RewriteLeavesGapAndRecordsAlone) {
+    Temp_Folder dir;
+    const std::string path = dir.File("TD.cdb");
+    ASSERT_TRUE(Create_Header(path, 0));
+    // Whatever an earlier write left in the gap, then three ticket records.
+    Bytes tail;
+    for (int i = 0; i < 82 + 3 * 72; ++i)
+        tail.push_back(static_cast<std::uint8_t>(i * 7 + 3));
+    {
+        Record_File f(path, 1);
+        ASSERT_TRUE(f.Write_Bytes(350, tail.size(), tail.data()));
+    }
+    ASSERT_TRUE(Create_Header(path, 3));
+    Bytes file = Read_All_Bytes(path);
+    ASSERT_EQ(file.size(), 350 + tail.size());
+    EXPECT_EQ(std::string(file.begin(), file.begin() + 350),
+              Expected_Page("00000003", Version_From_Build()));
+    EXPECT_EQ(Bytes(file.begin() + 350, file.end()), tail);
+}
+
+TEST(Header, ReadsBackWhatWasWritten) {
+    Temp_Folder dir;
+    ASSERT_TRUE(Create_Header(dir.File("a.cdb"), 0));
+    Header_Info info;
+    EXPECT_EQ(Read_Header(dir.File("a.cdb"), info), "Ok");
+    EXPECT_EQ(info.header_version, "1.84.745");
+    EXPECT_EQ(info.program_version, Version_From_Build());
+    EXPECT_EQ(info.record_length, 72);
+    EXPECT_EQ(info.records_offset, 6);
+    EXPECT_EQ(info.data_type, "Tally_depot_DataBase");
+    EXPECT_EQ(info.count, 0);
+
+    ASSERT_TRUE(Create_Header(dir.File("b.cdb"), 12345));
+    EXPECT_EQ(Read_Header(dir.File("b.cdb"), info), "Ok");
+    EXPECT_EQ(info.count, 12345);
+
+    Header_Verification v = Verify_Header_Checksum(dir.File("b.cdb"));
+    EXPECT_TRUE(v.parsed);
+    EXPECT_TRUE(v.checksum_agrees) << v.reason;
+    EXPECT_EQ(v.reason, "");
+    EXPECT_EQ(v.stored_checksum, v.computed_checksum);
+
+    // One digit of the count changed by hand: the sum no longer agrees.
+    std::string text = File_Text(dir.File("b.cdb"));
+    text[text.find("00012345") + 7] = '6';
+    Write_All_Bytes(dir.File("b.cdb"), Bytes(text.begin(), text.end()));
+    v = Verify_Header_Checksum(dir.File("b.cdb"));
+    EXPECT_TRUE(v.parsed);
+    EXPECT_FALSE(v.checksum_agrees);
+    EXPECT_EQ(v.computed_checksum, v.stored_checksum + 1);
+    EXPECT_NE(v.reason, "");
+}
+
+TEST(Header, FailuresAndGarbage) {
+    Temp_Folder dir;
+    Header_Info info;
+    EXPECT_EQ(Read_Header(dir.File("missing.cdb"), info), "$ERROR$");
+    EXPECT_EQ(info.data_type, "$ERROR$");
+    EXPECT_EQ(info.count, -1);
+    EXPECT_FALSE(File_Exists(dir.File("missing.cdb"))) << "reading must not create the file";
+    Header_Verification v = Verify_Header_Checksum(dir.File("missing.cdb"));
+    EXPECT_FALSE(v.parsed);
+    EXPECT_NE(v.reason, "");
+
+    // The fill pattern alone has no line break: one line only.
+    std::string fill;
+    while (fill.size() < 350)
+        fill += "PAGE    ";
+    fill.resize(350);
+    dir.Write("fill.cdb", fill);
+    EXPECT_EQ(Read_Header(dir.File("fill.cdb"), info), "$ERROR$");
+    EXPECT_EQ(info.data_type, "$ERROR$");
+    EXPECT_EQ(info.count, -1);
+
+    // Six lines of garbage pass, with zeros as numbers. Without ": " a field starts at its second
+    // character.
+    dir.Write("garbage.cdb", "garbage\r\nxx\r\n??\r\n\x01\x02\r\nrubbish\r\n#\x7f\r\n");
+    EXPECT_EQ(Read_Header(dir.File("garbage.cdb"), info), "Ok");
+    EXPECT_EQ(info.header_version, "bage");
+    EXPECT_EQ(info.program_version, "x");
+    EXPECT_EQ(info.record_length, 0);
+    EXPECT_EQ(info.records_offset, 0);
+    EXPECT_EQ(info.data_type, "ubbish");
+    EXPECT_EQ(info.count, 0);
+
+    // A lone CR ends a line and a missing last line end is no obstacle; a lone LF ends nothing.
+    dir.Write("cr.cdb", "TD HDR *Ver 9.9*\rv: 1\rl: 72\ro: 6\rt: X\rc: 42");
+    EXPECT_EQ(Read_Header(dir.File("cr.cdb"), info), "Ok");
+    EXPECT_EQ(info.header_version, "9.9");
+    EXPECT_EQ(info.count, 42);
+    dir.Write("lf.cdb", "TD HDR *Ver 9.9*\nv: 1\nl: 72\no: 6\nt: X\nc: 42\n");
+    EXPECT_EQ(Read_Header(dir.File("lf.cdb"), info), "$ERROR$");
+
+    // Five lines: the fields read before the failure keep their values.
+    dir.Write("five.cdb", "TD HDR *Ver 1.84.745*\r\nTD version: 1.0.1\r\nRecord Len: 72\r\n"
+                          "Records offset: 006\r\nData type: Tally_depot_DataBase\r\n");
+    EXPECT_EQ(Read_Header(dir.File("five.cdb"), info), "$ERROR$");
+    EXPECT_EQ(info.record_length, 72);
+    EXPECT_EQ(info.records_offset, 6);
+    EXPECT_EQ(info.data_type, "$ERROR$");
+    EXPECT_EQ(info.count, -1);
+    v = Verify_Header_Checksum(dir.File("five.cdb"));
+    EXPECT_FALSE(v.parsed);
+    EXPECT_FALSE(v.checksum_agrees);
+}
+
+} // namespace
+} // namespace td

@@ -1,0 +1,179 @@
+// Reference files: loading stops at the first free slot, adding takes the lowest free slot.
+#include "core/text.h"
+#include "storage/record_file.h"
+#include "storage/reference.h"
+#include "support/temp_folder.h"
+
+#include <gtest/gtest.h>
+#include <string>
+#include <vector>
+
+namespace td {
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+using test::Read_All_Bytes;
+using test::Temp_Folder;
+using test::Write_All_Bytes;
+
+Bytes Company(std::uint8_t exists, const std::string& name, const std::string& code = "") {
+    Company_Record c;
+    c.Exists = exists;
+    c.Code = code;
+    c.Name = name;
+    Bytes raw(Company_Record_Size);
+    Encode(c, raw.data());
+    return raw;
+}
+
+Bytes Name(std::uint8_t exists, const std::string& name) {
+    Name_Record n;
+    n.Exists = exists;
+    n.Name = name;
+    Bytes raw(Name_Record_Size);
+    Encode(n, raw.data());
+    return raw;
+}
+
+Bytes Join(const std::vector<Bytes>& records) {
+    Bytes all;
+    for (const Bytes& r : records)
+        all.insert(all.end(), r.begin(), r.end());
+    return all;
+}
+
+TEST(Reference, CompanyTableLoadsUpToTheFirstFreeSlot) {
+    Temp_Folder dir;
+    std::vector<Company_Record> table(7);
+
+    // A missing file is created empty by the first open.
+    EXPECT_EQ(Load_Company_Table(dir.File("Company_Db.dat"), table), 1);
+    EXPECT_EQ(table.size(), 2u);
+    EXPECT_TRUE(dir.Exists("Company_Db.dat"));
+
+    Write_All_Bytes(dir.File("three.dat"), Join({Company(1, "Альфа", "1"), Company(1, "Бета", "2"),
+                                                 Company(1, "Гамма", "3")}));
+    EXPECT_EQ(Load_Company_Table(dir.File("three.dat"), table), 4);
+    ASSERT_EQ(table.size(), 4u);
+    EXPECT_EQ(table[0].Exists, 0);
+    EXPECT_EQ(Trim_Text(table[1].Name), "Альфа");
+    EXPECT_EQ(Trim_Text(table[3].Name), "Гамма");
+    EXPECT_EQ(Trim_Text(table[3].Code), "3");
+
+    // A hole hides everything behind it.
+    Write_All_Bytes(dir.File("hole.dat"), Join({Company(1, "Альфа"), Company(1, "Бета"),
+                                                Company(0, "Пусто"), Company(1, "Дельта")}));
+    EXPECT_EQ(Load_Company_Table(dir.File("hole.dat"), table), 3);
+    EXPECT_EQ(table.size(), 3u);
+
+    // Many records, more than one read's worth.
+    std::vector<Bytes> many;
+    for (int i = 1; i <= 600; ++i)
+        many.push_back(Company(1, "Фирма " + std::to_string(i)));
+    Write_All_Bytes(dir.File("many.dat"), Join(many));
+    EXPECT_EQ(Load_Company_Table(dir.File("many.dat"), table), 601);
+    ASSERT_EQ(table.size(), 601u);
+    EXPECT_EQ(Trim_Text(table[600].Name), "Фирма 600");
+
+    // A file cut inside its third record: the part that is there reads, the rest as zeros.
+    Bytes ragged = Join({Company(1, "Альфа"), Company(1, "Бета"), Company(1, "Гамма")});
+    ragged.resize(2 * Company_Record_Size + 22);
+    Write_All_Bytes(dir.File("ragged.dat"), ragged);
+    EXPECT_EQ(Load_Company_Table(dir.File("ragged.dat"), table), 4);
+    EXPECT_EQ(Trim_Text(table[3].Name), "Г");
+}
+
+TEST(Reference, AddingTakesTheLowestFreeSlot) {
+    Temp_Folder dir;
+    const std::string towns = dir.File("Towns.dat");
+    const Bytes first_two = Join({Name(1, "Москва"), Name(1, "Тверь")});
+    Write_All_Bytes(towns, first_two);
+
+    EXPECT_EQ(Add_Name_Record(towns, "Тула"), 3);
+    Bytes file = Read_All_Bytes(towns);
+    ASSERT_EQ(file.size(), 3 * Name_Record_Size);
+    EXPECT_EQ(Bytes(file.begin(), file.begin() + 2 * Name_Record_Size), first_two);
+    EXPECT_EQ(Bytes(file.begin() + 2 * Name_Record_Size, file.end()), Name(1, "Тула"));
+    EXPECT_EQ(Add_Name_Record(towns, "Калуга"), 4);
+
+    // A slot whose Exists is anything but 1 is free, wherever it lies.
+    Write_All_Bytes(towns, Join({Name(1, "Москва"), Name(2, "мусор"), Name(1, "Тверь")}));
+    EXPECT_EQ(Add_Name_Record(towns, "Тула"), 2);
+    EXPECT_EQ(Read_Name_Records(towns, 3)[1].Name, Decode_Name(Name(1, "Тула").data()).Name);
+
+    // A missing file gets its first record; a ragged one is completed in place.
+    EXPECT_EQ(Add_Name_Record(dir.File("Establishments.dat"), "Заправка"), 1);
+    Bytes ragged = Name(1, "Москва");
+    ragged.resize(Name_Record_Size + 10, 0);
+    Write_All_Bytes(dir.File("ragged.dat"), ragged);
+    EXPECT_EQ(Add_Name_Record(dir.File("ragged.dat"), "Тула"), 2);
+    EXPECT_EQ(Read_All_Bytes(dir.File("ragged.dat")).size(), 2 * Name_Record_Size);
+
+    // A company added by hand: Exists and Name, the codes stay empty.
+    const std::string companies = dir.File("Company_Db.dat");
+    Write_All_Bytes(companies, Company(1, "Альфа", "7"));
+    Company_Record added;
+    added.Name = "Компания";
+    added.Code = "99";
+    EXPECT_EQ(Add_Company_Record(companies, added), 2);
+    std::vector<Company_Record> table;
+    EXPECT_EQ(Load_Company_Table(companies, table), 3);
+    EXPECT_EQ(table[2].Exists, 1);
+    EXPECT_EQ(Trim_Text(table[2].Name), "Компания");
+    EXPECT_EQ(Trim_Text(table[2].Code), "");
+}
+
+TEST(Reference, FuelSlotsUserVolumesAndNames) {
+    Temp_Folder dir;
+    // Three fuel records on disk; slots 4 to 8 come back as zero records.
+    Bytes fuels;
+    for (int i = 1; i <= 3; ++i) {
+        Fuel_Record f;
+        f.Exists = 1;
+        f.Name = "АИ-9" + std::to_string(i);
+        f.Price = 50.0 + i;
+        Bytes raw(Fuel_Record_Size);
+        Encode(f, raw.data());
+        fuels.insert(fuels.end(), raw.begin(), raw.end());
+    }
+    Write_All_Bytes(dir.File("Fuel.dat"), fuels);
+    std::vector<Fuel_Record> slots = Read_Fuel_Slots(dir.File("Fuel.dat"));
+    ASSERT_EQ(slots.size(), 8u);
+    EXPECT_EQ(Trim_Text(slots[2].Name), "АИ-93");
+    EXPECT_EQ(slots[2].Price, 53.0);
+    EXPECT_EQ(slots[3].Exists, 0);
+    EXPECT_EQ(Trim_Text(slots[7].Name), "");
+    EXPECT_EQ(Read_Fuel_Slots(dir.File("none.dat")).size(), 8u);
+
+    // User volumes end at the first record whose Exists is not 1, and at 200 records.
+    auto volume = [](std::uint8_t exists, double litres) {
+        User_Volume_Record u;
+        u.Exists = exists;
+        u.Litres = litres;
+        Bytes raw(User_Volume_Record_Size);
+        Encode(u, raw.data());
+        return raw;
+    };
+    Write_All_Bytes(dir.File("UsVol.dat"),
+                    Join({volume(1, 15), volume(1, 25.5), volume(2, 35), volume(1, 45)}));
+    EXPECT_EQ(Read_User_Volumes(dir.File("UsVol.dat")), (std::vector<double>{15, 25.5}));
+    std::vector<Bytes> full;
+    for (int i = 1; i <= 210; ++i)
+        full.push_back(volume(1, i));
+    Write_All_Bytes(dir.File("full.dat"), Join(full));
+    std::vector<double> volumes = Read_User_Volumes(dir.File("full.dat"));
+    ASSERT_EQ(volumes.size(), 200u);
+    EXPECT_EQ(volumes.back(), 200.0);
+
+    // Station names come back untrimmed, free slots included.
+    Write_All_Bytes(dir.File("st.dat"), Join({Name(1, "АЗС 1"), Name(0, ""), Name(1, "АЗС 3")}));
+    std::vector<Name_Record> names = Read_Name_Records(dir.File("st.dat"), 4);
+    ASSERT_EQ(names.size(), 4u);
+    EXPECT_EQ(names[0].Name.substr(0, std::string("АЗС 1").size() + 1), "АЗС 1 ");
+    EXPECT_EQ(Trim_Text(names[2].Name), "АЗС 3");
+    EXPECT_EQ(names[3].Exists, 0);
+    EXPECT_EQ(names[3].Name, std::string(255, ' '));
+}
+
+} // namespace
+} // namespace td
