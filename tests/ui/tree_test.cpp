@@ -1,0 +1,135 @@
+#include "ui/tree.h"
+
+#include <gtest/gtest.h>
+#include <string>
+
+namespace td {
+namespace {
+
+TEST(TreeTest, AddFailsOnUnknownParentAndDuplicateKey) {
+    Tree tree;
+    EXPECT_EQ(tree.Add("root\\", "root\\12\\", "Orphan"), Tree::Unknown_Key);
+    EXPECT_EQ(tree.Count(), 0);
+    ASSERT_EQ(tree.Add("", "root\\", "Клиенты"), 0);
+    ASSERT_EQ(tree.Add("root\\", "root\\12\\", "Альфа"), 0);
+    EXPECT_EQ(tree.Add("root\\", "root\\12\\", "Again"), Tree::Duplicate_Key);
+    EXPECT_EQ(tree.Add("", "root\\", "Second root"), Tree::Duplicate_Key);
+    EXPECT_EQ(tree.Add("root\\99\\", "root\\99\\1\\", "Deep"), Tree::Unknown_Key);
+    // Failed adds leave no trace: no node, no child counted, the text unchanged.
+    EXPECT_EQ(tree.Count(), 2);
+    EXPECT_EQ(tree.Children("root\\"), 1);
+    EXPECT_EQ(tree.Text("root\\12\\"), "Альфа");
+    EXPECT_EQ(tree.Find("root\\99\\1\\"), -1);
+    // Keys are exact: no trimming, case counts.
+    EXPECT_EQ(tree.Find("root\\12"), -1);
+    EXPECT_EQ(tree.Find("ROOT\\"), -1);
+}
+
+TEST(TreeTest, KeepsCreationOrderParentsAndChildCounts) {
+    Tree tree;
+    tree.Add("", "root\\", "Клиенты");
+    tree.Add("root\\", "root\\5\\", "Пятый");
+    tree.Add("root\\", "root\\12\\", "Двенадцатый");
+    tree.Add("root\\12\\", "root\\12\\3\\", "Группа");
+    tree.Add("root\\12\\3\\", "root\\12\\3\\7\\", "Лист");
+    tree.Add("root\\12\\", "root\\12\\4\\", "Другая");
+    tree.Set_Sorted("root\\", true); // kept, orders nothing
+
+    ASSERT_EQ(tree.Count(), 6);
+    EXPECT_EQ(tree.Node(0).key, "root\\");
+    EXPECT_EQ(tree.Node(1).key, "root\\5\\");
+    EXPECT_EQ(tree.Node(2).key, "root\\12\\");
+    EXPECT_EQ(tree.Node(5).key, "root\\12\\4\\");
+    EXPECT_EQ(tree.Find("root\\12\\3\\7\\"), 4);
+
+    EXPECT_EQ(tree.Children("root\\"), 2);
+    EXPECT_EQ(tree.Children("root\\12\\"), 2);
+    EXPECT_EQ(tree.Children("root\\12\\3\\"), 1);
+    EXPECT_EQ(tree.Children("root\\5\\"), 0);
+    EXPECT_EQ(tree.Children("root\\77\\"), -1);
+
+    EXPECT_EQ(tree.Parent_Key("root\\12\\3\\7\\"), "root\\12\\3\\");
+    EXPECT_EQ(tree.Node(4).parent, 3);
+    EXPECT_EQ(tree.Parent_Key("root\\"), "");
+    EXPECT_EQ(tree.Node(0).parent, -1);
+
+    EXPECT_EQ(tree.Node(6).key, "");
+    EXPECT_EQ(tree.Node(-1).children, 0);
+    EXPECT_EQ(tree.Text("nowhere"), "");
+}
+
+TEST(TreeTest, NodeFlagsAndImages) {
+    Tree tree;
+    tree.Add("", "root\\", "Клиенты");
+    EXPECT_EQ(tree.Node(0).image, "fc");
+    EXPECT_FALSE(tree.Node(0).expanded);
+    EXPECT_TRUE(tree.Set_Expanded("root\\", true));
+    EXPECT_TRUE(tree.Set_Image("root\\", "fo"));
+    EXPECT_TRUE(tree.Set_Sorted("root\\", true));
+    EXPECT_TRUE(tree.Set_Text("root\\", "Все"));
+    EXPECT_TRUE(tree.Node(0).expanded);
+    EXPECT_EQ(tree.Node(0).image, "fo");
+    EXPECT_TRUE(tree.Node(0).sorted);
+    EXPECT_EQ(tree.Text("root\\"), "Все");
+    EXPECT_FALSE(tree.Set_Expanded("root\\1\\", true));
+    EXPECT_FALSE(tree.Set_Image("root\\1\\", "fo"));
+    EXPECT_FALSE(tree.Set_Sorted("root\\1\\", true));
+    EXPECT_FALSE(tree.Set_Text("root\\1\\", "x"));
+}
+
+TEST(TreeTest, FirstByTextFindsEarliestTrimmedMatch) {
+    Tree tree;
+    tree.Add("", "root\\", "Клиенты");
+    tree.Add("root\\", "root\\1\\", "  Ромашка ");
+    tree.Add("root\\", "root\\2\\", "Василёк");
+    tree.Add("root\\2\\", "root\\2\\9\\", "Ромашка");
+    EXPECT_EQ(tree.First_By_Text("Ромашка"), 1); // two of one name: the first created wins
+    EXPECT_EQ(tree.First_By_Text(" Василёк  "), 2);
+    EXPECT_EQ(tree.First_By_Text("ромашка"), -1);
+    EXPECT_EQ(tree.First_By_Text("Роза"), -1);
+    EXPECT_EQ(tree.First_By_Text(""), -1);
+}
+
+TEST(TreeTest, ClearForgetsKeys) {
+    Tree tree;
+    tree.Add("", "root\\", "Клиенты");
+    tree.Add("root\\", "root\\1\\", "Один");
+    tree.Clear();
+    EXPECT_EQ(tree.Count(), 0);
+    EXPECT_EQ(tree.Find("root\\"), -1);
+    EXPECT_EQ(tree.Add("root\\", "root\\1\\", "Один"), Tree::Unknown_Key);
+    EXPECT_EQ(tree.Add("", "root\\", "Клиенты"), 0);
+}
+
+TEST(TreeTest, HoldsAFullCompanyTable) {
+    // A full company table: 16 384 nodes, three levels deep, every key finding its own node
+    // afterwards. Speed itself is measured in the benchmarks.
+    Tree tree;
+    ASSERT_EQ(tree.Add("", "root\\", "Клиенты"), 0);
+    int added = 1;
+    for (int a = 1; added < 16384; ++a) {
+        const std::string level1 = "root\\" + std::to_string(a) + "\\";
+        ASSERT_EQ(tree.Add("root\\", level1, "Компания " + std::to_string(a)), 0);
+        ++added;
+        for (int b = 1; b <= 15 && added < 16384; ++b) {
+            const std::string level2 = level1 + std::to_string(b) + "\\";
+            ASSERT_EQ(tree.Add(level1, level2, "Группа"), 0);
+            ++added;
+            for (int c = 1; c <= 7 && added < 16384; ++c) {
+                ASSERT_EQ(tree.Add(level2, level2 + std::to_string(c) + "\\", "Лист"), 0);
+                ++added;
+            }
+        }
+    }
+    ASSERT_EQ(tree.Count(), 16384);
+    for (int i = 0; i < tree.Count(); ++i) {
+        ASSERT_EQ(tree.Find(tree.Node(i).key), i);
+    }
+    EXPECT_EQ(tree.Children("root\\1\\"), 15);
+    EXPECT_EQ(tree.Children("root\\1\\1\\"), 7);
+    EXPECT_EQ(tree.First_By_Text("Группа"), 2);
+    EXPECT_EQ(tree.First_By_Text("Нет такой"), -1);
+}
+
+} // namespace
+} // namespace td
