@@ -1,0 +1,729 @@
+#include "storage/cache_builder.h"
+
+#include "core/dates.h"
+#include "core/fatal.h"
+#include "core/ports.h"
+#include "core/state.h"
+#include "core/text.h"
+#include "storage/defrag_hook.h"
+#include "storage/header.h"
+#include "storage/number_index.h"
+#include "storage/record_file.h"
+#include "storage/records.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <fcntl.h>
+#include <limits>
+#include <map>
+#include <new>
+#include <stdexcept>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <unordered_set>
+#include <utility>
+#include <vector>
+
+namespace td {
+
+namespace defrag_hook {
+void (*After_Step)() = nullptr;
+std::size_t Block_Tickets = 65536;
+} // namespace defrag_hook
+
+namespace {
+
+// Large blocks keep a pass at a few system calls per megabytes instead of one per ticket.
+constexpr long long Scan_Block_Tickets = 65536; // 4.5 MB of tickets
+
+// The header can't hold more than 8 digits; anything above is a damaged header.
+constexpr long long Max_Ticket_Count = 99999999;
+
+std::string Key_Text(std::string_view text) {
+    return Lower_Ascii(Trim_Text(text));
+}
+
+// The offset and count of the database header, as whole numbers.
+struct Extent {
+    bool ok = false; // "Ok" from the header and numbers that make sense
+    long long offset = 0;
+    long long count = -1;
+};
+
+bool Whole_Number(double value, long long& out) {
+    if (!(value > -2147483648.0 && value < 2147483648.0))
+        return false;
+    out = static_cast<long long>(std::floor(value));
+    return true;
+}
+
+Extent Read_Extent(const std::string& database_path) {
+    Header_Info info;
+    Extent extent;
+    const bool read = Read_Header(database_path, info) == "Ok";
+    long long offset = 0, count = -1;
+    const bool numbers =
+        Whole_Number(info.records_offset, offset) && Whole_Number(info.count, count);
+    extent.offset = numbers ? offset : 0;
+    extent.count = numbers ? count : -1;
+    extent.ok = read && numbers;
+    return extent;
+}
+
+// Progress of a pass: the splash bar (10..100) or the progress form (0..100), at most once per
+// interval of clock time. The clock wraps at midnight, hence the absolute difference.
+class Pass_Progress {
+public:
+    Pass_Progress(Ui& ui, Clock& clock, Progress_Target target, double interval)
+        : ui_(ui), clock_(clock), target_(target), interval_(interval) {}
+
+    void Open() {
+        if (target_ == Progress_Target::Splash) {
+            ui_.Splash_Progress(10);
+        } else {
+            ui_.Main_Window_Enabled(false);
+            ui_.Search_Progress_Show("");
+            ui_.Search_Progress_Set(0);
+        }
+    }
+
+    void Note_Time() { last_ = clock_.Seconds_Since_Midnight(); }
+
+    void Tick(long long i, long long denominator) {
+        const double now = clock_.Seconds_Since_Midnight();
+        if (std::fabs(now - last_) > interval_) {
+            last_ = now;
+            Report(i, denominator);
+            ui_.Pump_Events();
+        }
+    }
+
+    // A zero denominator or a value off the bar is a failed statement: nothing is shown.
+    void Report(long long i, long long denominator) {
+        if (denominator == 0)
+            return;
+        const long long value =
+            target_ == Progress_Target::Splash ? 10 + 90 * i / denominator : 100 * i / denominator;
+        if (value < 0 || value > 100)
+            return;
+        if (target_ == Progress_Target::Splash)
+            ui_.Splash_Progress(static_cast<int>(value));
+        else
+            ui_.Search_Progress_Set(static_cast<int>(value));
+    }
+
+private:
+    Ui& ui_;
+    Clock& clock_;
+    Progress_Target target_;
+    double interval_;
+    double last_ = 0.0;
+};
+
+// Reads tickets 1..count in large blocks. A ticket whose record can't be read comes back null:
+// the pass then keeps the previous content of its working record, as a failed read leaves it.
+class Ticket_Scanner {
+public:
+    Ticket_Scanner(const Record_File& file, long long offset, long long count)
+        : file_(file), offset_(offset), count_(count) {
+        buffer_.resize(static_cast<std::size_t>(std::clamp(count, 0LL, Scan_Block_Tickets)) *
+                       Ticket_Record_Size);
+    }
+
+    const std::uint8_t* Get(long long i) {
+        if (i < 1 || i > count_)
+            return nullptr;
+        if (i < first_ || i >= first_ + loaded_)
+            Load(i);
+        if (!ok_ || i < readable_from_)
+            return nullptr;
+        return buffer_.data() + static_cast<std::size_t>(i - first_) * Ticket_Record_Size;
+    }
+
+private:
+    void Load(long long i) {
+        first_ = i;
+        loaded_ = std::min(Scan_Block_Tickets, count_ - i + 1);
+        // Record numbers start at 1; with an odd offset the first tickets have none.
+        readable_from_ = std::max(i, 1 - offset_);
+        ok_ = true;
+        const long long end = first_ + loaded_;
+        if (readable_from_ < end)
+            ok_ = file_.Read_Block(static_cast<std::uint64_t>(readable_from_ + offset_),
+                                   static_cast<std::uint64_t>(end - readable_from_),
+                                   buffer_.data() +
+                                       static_cast<std::size_t>(readable_from_ - first_) *
+                                           Ticket_Record_Size);
+    }
+
+    const Record_File& file_;
+    long long offset_;
+    long long count_;
+    std::vector<std::uint8_t> buffer_;
+    long long first_ = 0;
+    long long loaded_ = 0;
+    long long readable_from_ = 0;
+    bool ok_ = false;
+};
+
+// The number index entries of one pass, kept per pair and written at the end, each file once, at
+// the record numbers the running counts gave. A pair's file is opened (and so created) as soon as
+// a ticket of it comes, even when its count can't take the entry.
+class Index_Batch {
+public:
+    struct Pair_Entries {
+        struct Run {
+            std::int64_t first = 0;
+            std::vector<std::uint8_t> bytes;
+        };
+        std::vector<Run> runs;
+
+        void Add(std::int64_t record, const Z_Record& entry) {
+            if (runs.empty() || runs.back().first + static_cast<std::int64_t>(
+                                                        runs.back().bytes.size() / Z_Record_Size) !=
+                                    record)
+                runs.push_back({record, {}});
+            auto& bytes = runs.back().bytes;
+            bytes.resize(bytes.size() + Z_Record_Size);
+            Encode(entry, bytes.data() + bytes.size() - Z_Record_Size);
+        }
+    };
+
+    Pair_Entries& Open(int fuel, int volume) { return pairs_[{fuel, volume}]; }
+
+    void Write(const Program_State& state) {
+        for (const auto& [pair, entries] : pairs_) {
+            Record_File file(state.Path_Of(Z_File_Name(pair.first, pair.second)), Z_Record_Size);
+            for (const auto& run : entries.runs)
+                file.Write_Block(static_cast<std::uint64_t>(run.first),
+                                 run.bytes.size() / Z_Record_Size, run.bytes.data());
+        }
+    }
+
+private:
+    std::map<std::pair<int, int>, Pair_Entries> pairs_;
+};
+
+// Companies already in the user cache, in the order of their first ticket. Numbers of the company
+// file's range are looked up in a bitmap; any other value in a set, since the list compares the
+// stored number whatever it is.
+class Seen_Companies {
+public:
+    bool Contains(std::int32_t company) const {
+        if (company >= 1 && company <= Max_Companies)
+            return in_range_[static_cast<std::size_t>(company)];
+        return others_.count(company) != 0;
+    }
+    void Insert(std::int32_t company) {
+        if (company >= 1 && company <= Max_Companies)
+            in_range_[static_cast<std::size_t>(company)] = true;
+        else
+            others_.insert(company);
+    }
+
+private:
+    std::vector<bool> in_range_ = std::vector<bool>(Max_Companies + 1, false);
+    std::unordered_set<std::int32_t> others_;
+};
+
+using Totals = std::vector<Cache_Record>; // index = record number; element 0 unused
+
+void Add_Total(Totals& totals, long long element, int fuel, double litres) {
+    if (element < 1 || element >= static_cast<long long>(totals.size()))
+        return;
+    auto& slots = totals[static_cast<std::size_t>(element)].Fuel_Total;
+    if (fuel < 0 || fuel >= static_cast<int>(slots.size()))
+        return;
+    slots[static_cast<std::size_t>(fuel)] += litres;
+}
+
+// Writes records 1..size-1 of a totals file in one block.
+void Write_Totals(const std::string& path, const Totals& totals) {
+    const std::size_t count = totals.size() - 1;
+    std::vector<std::uint8_t> bytes(count * Cache_Record_Size);
+    for (std::size_t n = 1; n <= count; ++n)
+        Encode(totals[n], bytes.data() + (n - 1) * Cache_Record_Size);
+    Record_File file(path, Cache_Record_Size);
+    file.Write_Block(1, count, bytes.data());
+}
+
+// Opens a file the way the system's random-access open does, creating it when missing; a file
+// that may only be read is still read.
+Record_File Open_Creating(const std::string& path, std::size_t record_length) {
+    Record_File file;
+    if (!file.Open(path, record_length))
+        file.Open(path, record_length, Record_File::Mode::Read_Only);
+    return file;
+}
+
+// ---- "add" -------------------------------------------------------------------------------------
+
+std::string Add_To_User_Cache(const std::string& path, long company, const std::string& name,
+                              Ui& ui) {
+    auto fail = [&ui]() {
+        Fatal_Error(ui, fatal_site::Cache_Module, fatal_site::Cache_Code);
+        return std::string("Error!");
+    };
+    Record_File file(path, Cache_User_Record_Size);
+    if (!file.Is_Open())
+        return fail();
+    if (company == 0)
+        return "1";
+    if (company < std::numeric_limits<std::int32_t>::min() ||
+        company > std::numeric_limits<std::int32_t>::max())
+        return fail();
+    const std::uint64_t stored = file.Record_Count();
+    std::vector<std::uint8_t> bytes(static_cast<std::size_t>(stored + 1) * Cache_User_Record_Size,
+                                    0);
+    if (!file.Read_Block(1, stored + 1, bytes.data()))
+        return fail();
+    std::uint64_t slot = 1;
+    while (slot <= stored &&
+           bytes[static_cast<std::size_t>(slot - 1) * Cache_User_Record_Size] == 1)
+        ++slot;
+    // The record keeps what it held where the new values don't reach.
+    std::uint8_t* record =
+        bytes.data() + static_cast<std::size_t>(slot - 1) * Cache_User_Record_Size;
+    bytes::Put_U8(record, 1);
+    bytes::Put_I32(record + 1, static_cast<std::int32_t>(company));
+    if (!name.empty())
+        bytes::Put_Text(record + 5, Cache_User_Record_Size - 5, name);
+    if (!file.Write(slot, record))
+        return fail();
+    return "0";
+}
+
+// ---- "new" and "proection" ---------------------------------------------------------------------
+
+void Rebuild(Program_State& state, Ui& ui, Clock& clock, const std::string& user_cache_file,
+             const std::string& database_file, bool full, Progress_Target target) {
+    Pass_Progress progress(ui, clock, target, 0.4);
+    progress.Open();
+    progress.Note_Time();
+
+    const std::string database_path = state.Path_Of(database_file);
+    const Extent extent = database_file.empty() ? Extent{} : Read_Extent(database_path);
+    if (!extent.ok || extent.count < 0) {
+        // Without a header there is nothing to index: the table keeps only its element 0.
+        state.Ticket_Table.assign(1, Ticket_Record{});
+        return;
+    }
+    const long long n = extent.count;
+    const long long offset = extent.offset;
+    if (n > Max_Ticket_Count || n + offset > std::numeric_limits<std::int32_t>::max()) {
+        Fatal_Error(ui, fatal_site::Cache_Module, fatal_site::Cache_Code);
+        return;
+    }
+    try {
+        state.Ticket_Table.assign(static_cast<std::size_t>(n) + 1, Ticket_Record{});
+    } catch (const std::exception&) {
+        Fatal_Error(ui, fatal_site::Cache_Module, fatal_site::Cache_Code);
+        return;
+    }
+
+    // From here on every statement fends for itself: a bad value skips its own update only.
+    const std::string diff_path = state.Path_Of(state.settings.Cache_Diff_File);
+    const std::string used_path = state.Path_Of(state.settings.Cache_Used_File);
+    const std::string user_path = state.Path_Of(user_cache_file);
+    Record_File user_cache;
+    if (full) {
+        Remove_File(user_path);
+        Remove_File(diff_path);
+        Remove_File(used_path);
+        user_cache.Open(user_path, Cache_User_Record_Size);
+    }
+    Record_File database(database_path, Ticket_Record_Size, Record_File::Mode::Read_Only);
+    Record_File companies =
+        Open_Creating(state.Path_Of(state.settings.Company_File), Company_Record_Size);
+
+    Totals company_totals(full ? Max_Companies + 1 : 0);
+    Totals station_totals(full ? Max_Station_Totals + 1 : 0);
+    Seen_Companies seen;
+    std::vector<std::uint8_t> user_records;
+    // The working records of the pass: a failed read leaves their previous content.
+    Ticket_Record ticket;
+    std::array<std::uint8_t, Company_Record_Size> company_raw{};
+
+    Index_Batch index;
+    int current_fuel = 0, current_volume = 0;
+    Index_Batch::Pair_Entries* current = nullptr; // the pair (0, 0) starts with no file open
+
+    Ticket_Scanner scanner(database, offset, n);
+    for (long long i = 1; i <= n; ++i) {
+        if (const std::uint8_t* raw = scanner.Get(i))
+            ticket = Decode_Ticket(raw);
+        state.Ticket_Table[static_cast<std::size_t>(i)] = ticket;
+
+        const bool counted = state.Z_Counts.Increment(ticket.Fuel, ticket.Volume);
+        Z_Record entry;
+        entry.Serial = ticket.Serial;
+        entry.Record_No = static_cast<std::int32_t>(i + offset);
+        entry.Used = ticket.Used;
+        entry.Deleted = ticket.Deleted;
+        if (ticket.Fuel != current_fuel || ticket.Volume != current_volume) {
+            current_fuel = ticket.Fuel;
+            current_volume = ticket.Volume;
+            current = &index.Open(current_fuel, current_volume);
+        }
+        if (counted && current != nullptr)
+            current->Add(state.Z_Counts.Get(ticket.Fuel, ticket.Volume) + 1, entry);
+
+        if (full) {
+            const bool sold_by_now = Date_Not_After(ticket.Sell_Date, state.Current_Date);
+            if (ticket.Deleted == 0 && sold_by_now) {
+                if (ticket.Used == 0)
+                    Add_Total(company_totals, ticket.Company, ticket.Fuel, ticket.Volume);
+                else if (ticket.Validation_Date == state.Current_Date)
+                    Add_Total(station_totals, ticket.Establishment, ticket.Fuel,
+                              ticket.Real_Volume);
+            }
+            if (!seen.Contains(ticket.Company) && sold_by_now && ticket.Company != 0) {
+                if (ticket.Company >= 1)
+                    companies.Read(static_cast<std::uint64_t>(ticket.Company), company_raw.data());
+                std::array<std::uint8_t, Cache_User_Record_Size> record{};
+                bytes::Put_U8(record.data(), 1);
+                bytes::Put_I32(record.data() + 1, ticket.Company);
+                // The first 27 characters of the name, byte for byte as the company file has them.
+                std::memcpy(record.data() + 5, company_raw.data() + 21, Cache_User_Record_Size - 5);
+                user_records.insert(user_records.end(), record.begin(), record.end());
+                seen.Insert(ticket.Company);
+            }
+        }
+        progress.Tick(i, n);
+    }
+
+    index.Write(state);
+    if (full) {
+        if (!user_records.empty())
+            user_cache.Write_Block(1, user_records.size() / Cache_User_Record_Size,
+                                   user_records.data());
+        Write_Totals(diff_path, company_totals);
+        Write_Totals(used_path, station_totals);
+    } else {
+        Write_Z_Headers(state);
+    }
+}
+
+// ---- dated totals ------------------------------------------------------------------------------
+
+// The common frame of the request and range caches: progress, header, deletion of the totals file,
+// one scan, one write. `add` puts one ticket into the totals.
+template <typename Add_Ticket>
+void Dated_Totals(Program_State& state, Ui& ui, Clock& clock, const std::string& database_file,
+                  std::string_view target_text, const std::string& totals_file, int elements,
+                  bool open_companies, const char* fatal_module, const char* fatal_code,
+                  Add_Ticket add) {
+    const Progress_Target target = Parse_Progress_Target(target_text);
+    Pass_Progress progress(ui, clock, target, 0.4);
+    progress.Open();
+    progress.Note_Time();
+    const std::string database_path = state.Path_Of(database_file);
+    // A header that can't be read leaves no tickets to count (its count reads -1).
+    const Extent extent = Read_Extent(database_path);
+    const long long n = std::min(extent.count, Max_Ticket_Count);
+    Totals totals;
+    try {
+        totals.resize(static_cast<std::size_t>(elements) + 1);
+    } catch (const std::bad_alloc&) {
+        Fatal_Error(ui, fatal_module, fatal_code);
+        return;
+    }
+
+    // From the deletion on, failures only cost the statement they happen in.
+    const std::string totals_path = state.Path_Of(totals_file);
+    Remove_File(totals_path);
+    Record_File database(database_path, Ticket_Record_Size, Record_File::Mode::Read_Only);
+    if (open_companies)
+        Open_Creating(state.Path_Of(state.settings.Company_File), Company_Record_Size);
+
+    Ticket_Record ticket;
+    Ticket_Scanner scanner(database, extent.offset, n);
+    long long i = 1;
+    for (; i <= n; ++i) {
+        if (const std::uint8_t* raw = scanner.Get(i))
+            ticket = Decode_Ticket(raw);
+        add(totals, ticket);
+        progress.Tick(i, n + 1);
+    }
+
+    Write_Totals(totals_path, totals);
+    progress.Report(i, n + 1);
+    if (target != Progress_Target::Splash) {
+        ui.Search_Progress_Hide();
+        ui.Main_Window_Enabled(true);
+    }
+    ui.Pump_Events();
+}
+
+// ---- defragmentation ---------------------------------------------------------------------------
+
+struct Defrag_Failure {
+    std::string description;
+    long number = 0;
+};
+
+Defrag_Failure Failure_From_Errno(int error) {
+    if (error == 0)
+        error = EIO;
+    return {std::strerror(error), error};
+}
+
+void Step_Done() {
+    if (defrag_hook::After_Step != nullptr)
+        defrag_hook::After_Step();
+}
+
+bool Sync_Path(const std::string& path, int flags, int& error) {
+    int fd;
+    do {
+        fd = ::open(path.c_str(), flags | O_CLOEXEC);
+    } while (fd < 0 && errno == EINTR);
+    if (fd < 0) {
+        error = errno;
+        return false;
+    }
+    int rc;
+    do {
+        rc = ::fsync(fd);
+    } while (rc != 0 && errno == EINTR);
+    error = rc == 0 ? 0 : errno;
+    ::close(fd);
+    return rc == 0;
+}
+
+std::string Folder_Of(const std::string& path) {
+    const auto slash = path.find_last_of('/');
+    if (slash == std::string::npos)
+        return ".";
+    return slash == 0 ? "/" : path.substr(0, slash);
+}
+
+// Copies the live tickets into the work file, gives it its header and puts it in the database's
+// place. The work file is complete and on disk before the one rename that replaces the database,
+// so the database is at every moment either the old file or the new one, whole.
+bool Compact_Database(Program_State& state, Ui& ui, Clock& clock, const std::string& database_path,
+                      const std::string& work_path, Defrag_Failure& failure) {
+    const Extent extent = Read_Extent(database_path);
+    if (!extent.ok || extent.count < 0 || extent.count > Max_Ticket_Count) {
+        // Compacting a database whose header can't be read would throw its tickets away.
+        failure = File_Exists(database_path) ? Defrag_Failure{"Bad database header", EINVAL}
+                                             : Failure_From_Errno(ENOENT);
+        return false;
+    }
+    const long long n = extent.count;
+    const long long offset = extent.offset;
+
+    errno = 0;
+    Record_File database(database_path, Ticket_Record_Size, Record_File::Mode::Read_Only);
+    if (!database.Is_Open()) {
+        failure = Failure_From_Errno(errno);
+        return false;
+    }
+    errno = 0;
+    Record_File work(work_path, Ticket_Record_Size);
+    if (!work.Is_Open()) {
+        failure = Failure_From_Errno(errno);
+        return false;
+    }
+    ui.Main_Window_Enabled(false);
+    ui.Search_Progress_Show("");
+
+    Pass_Progress progress(ui, clock, Progress_Target::Form, 0.5);
+    progress.Note_Time();
+    const long long block =
+        static_cast<long long>(std::max<std::size_t>(defrag_hook::Block_Tickets, 1));
+    std::vector<std::uint8_t> in(static_cast<std::size_t>(std::clamp(n, 0LL, block)) *
+                                 Ticket_Record_Size);
+    std::vector<std::uint8_t> out;
+    out.reserve(in.size());
+    long long kept = 0;
+    for (long long first = 1; first <= n; first += block) {
+        const long long count = std::min(block, n - first + 1);
+        errno = 0;
+        if (first + offset < 1 ||
+            !database.Read_Block(static_cast<std::uint64_t>(first + offset),
+                                 static_cast<std::uint64_t>(count), in.data())) {
+            failure = first + offset < 1 ? Defrag_Failure{"Bad record number", EINVAL}
+                                         : Failure_From_Errno(errno);
+            return false;
+        }
+        out.clear();
+        const long long first_kept = kept + 1;
+        for (long long j = 0; j < count; ++j) {
+            const std::uint8_t* record =
+                in.data() + static_cast<std::size_t>(j) * Ticket_Record_Size;
+            if (record[1] == 0) { // Deleted
+                ++kept;
+                out.insert(out.end(), record, record + Ticket_Record_Size);
+            }
+            progress.Tick(first + j, n);
+        }
+        if (!out.empty()) {
+            errno = 0;
+            if (first_kept + offset < 1 ||
+                !work.Write_Block(static_cast<std::uint64_t>(first_kept + offset),
+                                  out.size() / Ticket_Record_Size, out.data())) {
+                failure = first_kept + offset < 1 ? Defrag_Failure{"Bad record number", EINVAL}
+                                                  : Failure_From_Errno(errno);
+                return false;
+            }
+            Step_Done();
+        }
+    }
+    ui.Search_Progress_Set(100);
+    database.Close();
+    work.Close();
+
+    // The header of the new file carries the new count, while the program goes on with the old
+    // one until the rebuild reads the new header.
+    const long noted_count = state.Ticket_Count;
+    state.Ticket_Count = static_cast<long>(kept);
+    errno = 0;
+    const bool header_written = Create_Header(work_path, state.Ticket_Count);
+    const int header_error = errno;
+    state.Ticket_Count = noted_count;
+    if (!header_written) {
+        failure = Failure_From_Errno(header_error);
+        return false;
+    }
+    Step_Done();
+
+    // The new database keeps the permissions of the old one.
+    struct stat old_stat {};
+    if (::stat(database_path.c_str(), &old_stat) == 0)
+        ::chmod(work_path.c_str(), old_stat.st_mode & 07777);
+    int error = 0;
+    if (!Sync_Path(work_path, O_RDONLY, error)) {
+        failure = Failure_From_Errno(error);
+        return false;
+    }
+    Step_Done();
+    if (::rename(work_path.c_str(), database_path.c_str()) != 0) {
+        failure = Failure_From_Errno(errno);
+        return false;
+    }
+    Step_Done();
+    // The rename itself is made durable through the folder.
+    Sync_Path(Folder_Of(database_path), O_RDONLY | O_DIRECTORY, error);
+    Step_Done();
+    return true;
+}
+
+} // namespace
+
+Progress_Target Parse_Progress_Target(std::string_view target) {
+    return Key_Text(target) == "splash" ? Progress_Target::Splash : Progress_Target::Form;
+}
+
+std::string CreateCacheFile(Program_State& state, Ui& ui, Clock& clock,
+                            const std::string& user_cache_file, std::string_view mode, long company,
+                            const std::string& name, const std::string& database_file,
+                            std::string_view target) {
+    const std::string mode_key = Key_Text(mode);
+    if (mode_key == "add")
+        return Add_To_User_Cache(state.Path_Of(user_cache_file), company, name, ui);
+    if (mode_key == "new" || mode_key == "proection")
+        Rebuild(state, ui, clock, user_cache_file, database_file, mode_key == "new",
+                Parse_Progress_Target(target));
+    return "Error!";
+}
+
+void Write_Z_Headers(const Program_State& state) {
+    for (int fuel = 1; fuel <= Fuel_Slots; ++fuel)
+        for (int volume = 10; volume <= 100; volume += 10) {
+            Z_Header header;
+            header.Z_Count = state.Z_Counts.Get(fuel, volume);
+            std::array<std::uint8_t, Z_Record_Size> bytes{};
+            Encode(header, bytes.data());
+            Record_File file(state.Path_Of(Z_File_Name(fuel, volume)), Z_Record_Size);
+            file.Write(1, bytes.data());
+        }
+}
+
+std::string CreateCacheFileForRequest(Program_State& state, Ui& ui, Clock& clock,
+                                      const std::string& cache_file, double date,
+                                      const std::string& database_file, std::string_view target) {
+    (void)cache_file; // the file of the setting is the one rebuilt, whatever is passed
+    Dated_Totals(state, ui, clock, database_file, target, state.settings.Cache_Diff_File,
+                 Max_Companies, true, fatal_site::Request_Module, fatal_site::Request_Code,
+                 [date](Totals& totals, const Ticket_Record& ticket) {
+                     if (ticket.Deleted != 0 || !Date_Not_After(ticket.Sell_Date, date))
+                         return;
+                     if (ticket.Used != 0)
+                         return;
+                     Add_Total(totals, ticket.Company, ticket.Fuel, ticket.Volume);
+                 });
+    return "Error!";
+}
+
+std::string CreateCacheFileForRange(Program_State& state, Ui& ui, Clock& clock,
+                                    const std::string& cache_file, double date_from, double date_to,
+                                    const std::string& database_file, std::string_view target) {
+    (void)cache_file; // the file of the setting is the one rebuilt, whatever is passed
+    Dated_Totals(state, ui, clock, database_file, target, state.settings.Cache_Used_File,
+                 Max_Station_Totals, false, fatal_site::Range_Module, fatal_site::Range_Code,
+                 [date_from, date_to](Totals& totals, const Ticket_Record& ticket) {
+                     // Less than a hundredth of a litre drawn counts as nothing drawn.
+                     if (std::floor(100.0 * ticket.Real_Volume) == 0.0)
+                         return;
+                     if (ticket.Deleted != 0 || ticket.Used == 0)
+                         return;
+                     if (!Date_Not_After(ticket.Validation_Date, date_to) ||
+                         !Date_Not_After(date_from, ticket.Validation_Date))
+                         return;
+                     Add_Total(totals, ticket.Establishment, ticket.Fuel, ticket.Real_Volume);
+                 });
+    return "Error!";
+}
+
+bool Defrag_File_Busy(const Program_State& state) {
+    const std::string path = state.Path_Of(Defrag_Work_File);
+    // A leftover from a crash may be read-only: make it writable first.
+    struct stat st {};
+    if (::lstat(path.c_str(), &st) == 0 && S_ISREG(st.st_mode))
+        ::chmod(path.c_str(), (st.st_mode & 07777) | S_IRUSR | S_IWUSR);
+    if (::unlink(path.c_str()) == 0)
+        return false;
+    return errno != ENOENT && errno != ENOTDIR;
+}
+
+std::string SE_Defragmentation(Program_State& state, Ui& ui, Clock& clock,
+                               const std::string& database_file) {
+    if (Defrag_File_Busy(state)) {
+        ui.Message_Box("Невозможно провести дефрагментацию!", box::Stop, "Ошибка!");
+        return "$ERROR$";
+    }
+    const std::string work_path = state.Path_Of(Defrag_Work_File);
+    Defrag_Failure failure;
+    if (!Compact_Database(state, ui, clock, state.Path_Of(database_file), work_path, failure)) {
+        // The work file stays: the next attempt clears it.
+        Fatal_Error(ui, std::string(fatal_site::Defrag_Module) + "\r\n" + failure.description,
+                    std::string(fatal_site::Defrag_Code) + Hex_Number(failure.number));
+        return "$ERROR$";
+    }
+    Remove_File(work_path);
+    ui.Search_Progress_Set(0);
+    ui.Search_Progress_Hide();
+    ui.Message_Box("Дефрагментация завершена, необходима полная переиндексация!", box::Information,
+                   "Дефрагментация");
+    CreateCacheFile(state, ui, clock, state.settings.Cache_User_File, "new", 0, "", database_file,
+                    "null");
+    ui.Main_Window_Enabled(true);
+    return "$ERROR$";
+}
+
+void Reindex_Database(Program_State& state, Ui& ui, Clock& clock) {
+    ui.Close_All_Children();
+    state.Ticket_Table.assign(1, Ticket_Record{});
+    CreateCacheFile(state, ui, clock, state.settings.Cache_User_File, "new", 0, "",
+                    state.settings.Database_File, "progress");
+    ui.Search_Progress_Set(0);
+    ui.Search_Progress_Hide();
+    ui.Main_Window_Enabled(true);
+}
+
+} // namespace td

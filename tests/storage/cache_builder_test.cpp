@@ -1,0 +1,579 @@
+// The rebuild pass: ticket table, entry counts, number index files and the three cache files.
+#include "core/fatal.h"
+#include "core/text.h"
+#include "storage/cache_builder.h"
+#include "storage/cache_fixture.h"
+#include "storage/number_index.h"
+
+#include <array>
+#include <cmath>
+#include <gtest/gtest.h>
+#include <map>
+#include <random>
+#include <set>
+#include <sys/stat.h>
+#include <utility>
+
+namespace td::test {
+namespace {
+
+using Totals = std::vector<std::array<double, 10>>;
+
+bool Day_Not_After(double a, double b) {
+    return std::floor(a) <= std::floor(b);
+}
+
+Bytes Totals_Bytes(const Totals& totals) {
+    Bytes bytes((totals.size() - 1) * Cache_Record_Size, 0);
+    for (std::size_t n = 1; n < totals.size(); ++n)
+        for (std::size_t f = 0; f < 10; ++f)
+            Put(bytes, (n - 1) * Cache_Record_Size + 4 + 8 * f, totals[n][f]);
+    return bytes;
+}
+
+Bytes Z_Entry_Bytes(const Ticket_Record& t, std::int32_t record_no) {
+    Bytes bytes(12, 0);
+    std::memcpy(bytes.data(), t.Serial.data(), 6);
+    Put(bytes, 6, record_no);
+    bytes[10] = t.Used;
+    bytes[11] = t.Deleted;
+    return bytes;
+}
+
+Bytes Encoded(const Ticket_Record& t) {
+    Bytes bytes(Ticket_Record_Size);
+    Encode(t, bytes.data());
+    return bytes;
+}
+
+bool Pair_In_Range(int fuel, int volume) {
+    return fuel >= 0 && fuel <= 8 && volume >= 0 && volume <= 210;
+}
+
+using Cache_Builder = Data_Folder_Test;
+
+TEST_F(Cache_Builder, EmptyDatabaseWritesFullZeroTotalsAndAnEmptyUserCache) {
+    Write_Database({});
+    Write_All_Bytes(Path("Cache_Users.dat"), Bytes(64, 7));
+    Write_All_Bytes(Path("Cache_u.dat"), Bytes(16384 * 84, 9)); // the sizes start-up writes
+    state.Ticket_Table.assign(5, Ticket_Record{});
+
+    EXPECT_EQ(Run("new"), "Error!");
+    EXPECT_EQ(File_Bytes("Cache_d.dat"), Bytes(16384 * 84, 0));
+    EXPECT_EQ(File_Bytes("Cache_u.dat"), Bytes(256 * 84, 0));
+    EXPECT_TRUE(folder.Exists("Cache_Users.dat"));
+    EXPECT_TRUE(File_Bytes("Cache_Users.dat").empty());
+    EXPECT_EQ(state.Ticket_Table.size(), 1u);
+    EXPECT_FALSE(folder.Exists("z1_10.dat")); // "new" writes no headers
+    EXPECT_TRUE(ui.fatals.empty());
+
+    // The index pass of an empty database still leaves the 80 headers.
+    EXPECT_EQ(Run("proection"), "Error!");
+    Bytes header = File_Bytes("z8_100.dat");
+    ASSERT_EQ(header.size(), 12u);
+    EXPECT_EQ(std::string(header.begin(), header.begin() + 8), "TD Hdr12");
+    EXPECT_EQ(bytes::Get_I32(header.data() + 8), 0);
+}
+
+// A few hundred tickets of every kind; the files of a "new" pass are compared byte for byte with
+// what an independent loop over the same tickets expects.
+TEST_F(Cache_Builder, NewPassMatchesTotalsComputedIndependently) {
+    std::mt19937 random(20240315);
+    auto pick = [&random](int low, int high) {
+        return std::uniform_int_distribution<int>(low, high)(random);
+    };
+    auto chance = [&pick](int percent) { return pick(1, 100) <= percent; };
+
+    std::vector<std::string> names;
+    for (int c = 1; c <= 30; ++c)
+        names.push_back(c % 3 == 0 ? "ООО Топливная компания номер " + std::to_string(c)
+                                   : "Firm " + std::to_string(c));
+    Write_Companies(names);
+
+    const std::array<int, 15> volumes{10, 20, 30, 40, 50, 60, 70, 80, 90, 100, 15, 25, 210, 300, 0};
+    std::vector<Ticket_Record> tickets;
+    for (int i = 1; i <= 400; ++i) {
+        Ticket_Spec s;
+        s.fuel = chance(88) ? pick(1, 8) : std::array<int, 3>{0, 9, 12}[pick(0, 2)];
+        s.volume = volumes[static_cast<std::size_t>(pick(0, static_cast<int>(volumes.size()) - 1))];
+        s.company = chance(85) ? pick(1, 40) : std::array<int, 3>{0, 20000, 16384}[pick(0, 2)];
+        s.sell = today + pick(-40, 5) + (chance(30) ? 0.37 : 0.0);
+        s.serial = std::to_string(100000 + pick(0, 899999));
+        if (chance(40)) {
+            s.used = 1;
+            const int when = pick(1, 10);
+            s.validation = when <= 5 ? today : when <= 7 ? today + 0.5 : today - pick(1, 9);
+            s.real = pick(0, s.volume * 100) / 100.0;
+            s.station = chance(85) ? pick(1, 16) : std::array<int, 3>{0, 256, 300}[pick(0, 2)];
+        }
+        s.deleted = chance(12) ? 1 : 0;
+        if (i == 1) // the pass starts with no index file open: keep the first pair an ordinary one
+            s.fuel = 1, s.volume = 10;
+        tickets.push_back(Make_Ticket(s));
+    }
+    Write_Database(tickets);
+    const Bytes company_file = File_Bytes("Company_Db.dat");
+
+    Totals company(16385), station(257);
+    Bytes user_cache;
+    std::set<int> listed;
+    std::map<std::pair<int, int>, Bytes> z_files;
+    std::map<std::pair<int, int>, int> counts;
+    for (std::size_t i = 0; i < tickets.size(); ++i) {
+        const Ticket_Record& t = tickets[i];
+        const std::int32_t record_no = static_cast<std::int32_t>(i + 1 + 6);
+        const auto pair = std::make_pair(int{t.Fuel}, t.Volume);
+        if (Pair_In_Range(t.Fuel, t.Volume)) {
+            Bytes& file = z_files[pair];
+            if (file.empty())
+                file.assign(12, 0); // record 1, the header, stays empty
+            const Bytes entry = Z_Entry_Bytes(t, record_no);
+            file.insert(file.end(), entry.begin(), entry.end());
+            ++counts[pair];
+        } else {
+            z_files[pair]; // opened, so created, and left empty
+        }
+        const bool sold = Day_Not_After(t.Sell_Date, today);
+        if (t.Deleted == 0 && sold && t.Fuel <= 9) {
+            if (t.Used == 0 && t.Company >= 1 && t.Company <= 16384)
+                company[static_cast<std::size_t>(t.Company)][t.Fuel] += t.Volume;
+            if (t.Used != 0 && t.Validation_Date == today && t.Establishment >= 1 &&
+                t.Establishment <= 256)
+                station[static_cast<std::size_t>(t.Establishment)][t.Fuel] += t.Real_Volume;
+        }
+        if (sold && t.Company != 0 && listed.insert(t.Company).second) {
+            Bytes record(32, 0);
+            record[0] = 1;
+            Put(record, 1, t.Company);
+            const std::size_t name_at = static_cast<std::size_t>(t.Company - 1) * 276 + 21;
+            for (std::size_t b = 0; b < 27; ++b)
+                record[5 + b] = name_at + b < company_file.size() ? company_file[name_at + b] : 0;
+            user_cache.insert(user_cache.end(), record.begin(), record.end());
+        }
+    }
+
+    EXPECT_EQ(Run("new", "form"), "Error!");
+
+    EXPECT_EQ(File_Bytes("Cache_d.dat"), Totals_Bytes(company));
+    EXPECT_EQ(File_Bytes("Cache_u.dat"), Totals_Bytes(station));
+    EXPECT_EQ(File_Bytes("Cache_Users.dat"), user_cache);
+    EXPECT_GT(user_cache.size(), 30u * 32u); // the fixture really lists many companies
+    for (const auto& [pair, bytes] : z_files) {
+        SCOPED_TRACE(Z_File_Name(pair.first, pair.second));
+        ASSERT_TRUE(folder.Exists(Z_File_Name(pair.first, pair.second)));
+        EXPECT_EQ(File_Bytes(Z_File_Name(pair.first, pair.second)), bytes);
+        EXPECT_EQ(state.Z_Counts.Get(pair.first, pair.second), counts[pair]);
+    }
+    ASSERT_EQ(state.Ticket_Table.size(), tickets.size() + 1);
+    for (std::size_t i = 0; i < tickets.size(); ++i)
+        ASSERT_EQ(Encoded(state.Ticket_Table[i + 1]), Encoded(tickets[i])) << "ticket " << i + 1;
+    // A form target leaves the progress form up and the main window disabled for the caller.
+    EXPECT_TRUE(ui.progress_visible);
+    EXPECT_FALSE(ui.main_window_enabled);
+}
+
+TEST_F(Cache_Builder, BadIndexesSkipOnlyTheirOwnUpdate) {
+    Write_Companies({"Alpha", "Beta"});
+    const double sold = today - 3;
+    std::vector<Ticket_Record> tickets{
+        Make_Ticket({.fuel = 1, .volume = 10, .company = 1, .sell = sold, .serial = "000001"}),
+        Make_Ticket({.fuel = 9, .volume = 10, .company = 1, .sell = sold, .serial = "000002"}),
+        Make_Ticket({.fuel = 12, .volume = 20, .company = 2, .sell = sold, .serial = "000003"}),
+        Make_Ticket({.fuel = 2, .volume = 300, .company = 2, .sell = sold, .serial = "000004"}),
+        Make_Ticket({.fuel = 3, .volume = 10, .company = 0, .sell = sold, .serial = "000005"}),
+        Make_Ticket({.fuel = 3, .volume = 10, .company = 20000, .sell = sold, .serial = "000006"}),
+        Make_Ticket({.fuel = 4,
+                     .volume = 30,
+                     .company = 2,
+                     .sell = sold,
+                     .serial = "000007",
+                     .used = 1,
+                     .validation = today,
+                     .real = 30,
+                     .station = 300}),
+        Make_Ticket({.fuel = 4,
+                     .volume = 30,
+                     .company = 2,
+                     .sell = sold,
+                     .serial = "000008",
+                     .used = 1,
+                     .validation = today,
+                     .real = 12.5,
+                     .station = 2}),
+        Make_Ticket({.fuel = 1,
+                     .volume = 10,
+                     .company = 1,
+                     .sell = sold,
+                     .serial = "000009",
+                     .deleted = 1}),
+    };
+    Write_Database(tickets);
+    Run("new");
+
+    auto total = [this](const std::string& file, int element, int fuel) {
+        Bytes b = File_Bytes(file);
+        return bytes::Get_F64(b.data() + (element - 1) * 84 + 4 + 8 * fuel);
+    };
+    EXPECT_EQ(total("Cache_d.dat", 1, 1), 10.0); // the deleted twin is in no total
+    EXPECT_EQ(total("Cache_d.dat", 1, 9), 10.0); // slot 9 exists in a totals record
+    EXPECT_EQ(total("Cache_d.dat", 2, 2), 300.0);
+    EXPECT_EQ(total("Cache_d.dat", 2, 4), 0.0);
+    EXPECT_EQ(total("Cache_u.dat", 2, 4), 12.5);
+    double all_company = 0, all_station = 0;
+    const Bytes d = File_Bytes("Cache_d.dat"), u = File_Bytes("Cache_u.dat");
+    for (std::size_t at = 0; at < d.size(); at += 84)
+        for (int f = 0; f < 10; ++f)
+            all_company += bytes::Get_F64(d.data() + at + 4 + 8 * f);
+    for (std::size_t at = 0; at < u.size(); at += 84)
+        for (int f = 0; f < 10; ++f)
+            all_station += bytes::Get_F64(u.data() + at + 4 + 8 * f);
+    EXPECT_EQ(all_company, 320.0); // fuel 12, company 0 and company 20000 are nowhere
+    EXPECT_EQ(all_station, 12.5);  // station 300 is nowhere
+
+    // Fuel 9 or 12 and volume 300 have no count; their files are opened, so they exist, empty.
+    for (const char* name : {"z9_10.dat", "z12_20.dat", "z2_300.dat"}) {
+        EXPECT_TRUE(folder.Exists(name)) << name;
+        EXPECT_TRUE(File_Bytes(name).empty()) << name;
+    }
+    EXPECT_EQ(state.Z_Counts.Get(3, 10), 2);
+    const Bytes z1 = File_Bytes("z1_10.dat");
+    ASSERT_EQ(z1.size(), 3u * 12u);
+    EXPECT_EQ(std::string(z1.begin() + 24, z1.begin() + 30), "000009");
+    EXPECT_EQ(bytes::Get_I32(z1.data() + 30), 9 + 6);
+    EXPECT_EQ(z1[35], 1); // the deleted ticket is indexed, marked deleted
+
+    // The user cache: companies in the order of their first ticket; 0 never, 20000 with the
+    // zeros read past the end of the company file as its name.
+    const Bytes users = File_Bytes("Cache_Users.dat");
+    ASSERT_EQ(users.size(), 3u * 32u);
+    EXPECT_EQ(bytes::Get_I32(users.data() + 1), 1);
+    EXPECT_EQ(bytes::Get_I32(users.data() + 33), 2);
+    EXPECT_EQ(bytes::Get_I32(users.data() + 65), 20000);
+    EXPECT_EQ(Trim_Text(bytes::Get_Text(users.data() + 37, 27)), "Beta");
+    EXPECT_EQ(Bytes(users.begin() + 69, users.end()), Bytes(27, 0));
+    EXPECT_EQ(state.Ticket_Table.size(), tickets.size() + 1);
+    EXPECT_EQ(state.Ticket_Table[3].Fuel, 12);
+}
+
+// The pass begins with the pair (0, 0) and no index file open: tickets of that pair ahead of any
+// other are counted but can't be written, and the file appears only once the pair changes to it.
+TEST_F(Cache_Builder, LeadingTicketsOfThePairZeroAreCountedButNotWritten) {
+    Write_Database({Make_Ticket({.fuel = 0, .volume = 0, .sell = today, .serial = "000001"}),
+                    Make_Ticket({.fuel = 1, .volume = 10, .sell = today, .serial = "000002"})},
+                   3); // the third ticket lies past the end of the file: a zero record
+    Run("proection");
+    EXPECT_EQ(state.Z_Counts.Get(0, 0), 2);
+    Bytes expected(36, 0);
+    Put(expected, 24 + 6, std::int32_t{3 + 6}); // entry 2, record 3: the zero record's position
+    EXPECT_EQ(File_Bytes("z0_0.dat"), expected);
+}
+
+TEST_F(Cache_Builder, IndexPassLeavesTheCacheFilesAloneAndWritesTheHeaders) {
+    std::vector<Ticket_Record> tickets;
+    for (int i = 0; i < 40; ++i)
+        tickets.push_back(Make_Ticket({.fuel = 1 + i % 3,
+                                       .volume = i % 4 == 0 ? 15 : 10 * (1 + i % 10),
+                                       .company = 1,
+                                       .sell = today,
+                                       .serial = std::to_string(200000 + i)}));
+    Write_Database(tickets);
+    const Bytes diff(1000, 0x11), used(500, 0x22), users(96, 0x33);
+    Write_All_Bytes(Path("Cache_d.dat"), diff);
+    Write_All_Bytes(Path("Cache_u.dat"), used);
+    Write_All_Bytes(Path("Cache_Users.dat"), users);
+
+    EXPECT_EQ(Run("proection", "splash"), "Error!");
+    EXPECT_EQ(File_Bytes("Cache_d.dat"), diff);
+    EXPECT_EQ(File_Bytes("Cache_u.dat"), used);
+    EXPECT_EQ(File_Bytes("Cache_Users.dat"), users);
+
+    std::map<std::pair<int, int>, int> counts;
+    for (const auto& t : tickets)
+        ++counts[{t.Fuel, t.Volume}];
+    for (int fuel = 1; fuel <= 8; ++fuel)
+        for (int volume = 10; volume <= 100; volume += 10) {
+            const std::string name = Z_File_Name(fuel, volume);
+            const Bytes z = File_Bytes(name);
+            const int count = counts[{fuel, volume}];
+            ASSERT_GE(z.size(), 12u) << name;
+            EXPECT_EQ(std::string(z.begin(), z.begin() + 8), "TD Hdr12") << name;
+            EXPECT_EQ(bytes::Get_I32(z.data() + 8), count) << name;
+            EXPECT_EQ(z.size(), 12u * (1 + count)) << name;
+        }
+    // Outside the series the header record stays empty.
+    const Bytes z15 = File_Bytes("z1_15.dat");
+    ASSERT_GT(z15.size(), 12u);
+    EXPECT_EQ(Bytes(z15.begin(), z15.begin() + 12), Bytes(12, 0));
+    EXPECT_EQ(state.Ticket_Table.size(), tickets.size() + 1);
+}
+
+// The counts of one run are cumulative: a second pass writes its entries behind the first.
+TEST_F(Cache_Builder, SecondPassAppendsBehindTheOldEntries) {
+    std::vector<Ticket_Record> tickets;
+    for (int i = 0; i < 5; ++i)
+        tickets.push_back(Make_Ticket(
+            {.fuel = 2, .volume = 20, .sell = today, .serial = std::to_string(300000 + i)}));
+    tickets.push_back(Make_Ticket({.fuel = 3, .volume = 20, .sell = today, .serial = "399999"}));
+    Write_Database(tickets);
+
+    Run("new");
+    const Bytes after_first = File_Bytes("z2_20.dat");
+    ASSERT_EQ(after_first.size(), 12u * 6);
+    EXPECT_EQ(Bytes(after_first.begin(), after_first.begin() + 12), Bytes(12, 0));
+
+    Run("proection");
+    EXPECT_EQ(state.Z_Counts.Get(2, 20), 10);
+    const Bytes z = File_Bytes("z2_20.dat");
+    ASSERT_EQ(z.size(), 12u * 11);
+    EXPECT_EQ(bytes::Get_I32(z.data() + 8), 10);
+    for (int k = 1; k <= 5; ++k) {
+        const std::size_t old_entry = 12u * k, new_entry = 12u * (k + 5);
+        EXPECT_EQ(Bytes(z.begin() + old_entry, z.begin() + old_entry + 12),
+                  Bytes(z.begin() + new_entry, z.begin() + new_entry + 12))
+            << "entry " << k;
+        EXPECT_EQ(bytes::Get_I32(z.data() + new_entry + 6), k + 6);
+    }
+    EXPECT_EQ(state.Z_Counts.Get(3, 20), 2);
+}
+
+TEST_F(Cache_Builder, ModeAndTargetAreTrimmedAndCaseFree) {
+    std::vector<Ticket_Record> tickets;
+    for (int i = 0; i < 60; ++i)
+        tickets.push_back(Make_Ticket({.volume = 10, .company = 1, .sell = today}));
+    Write_Database(tickets);
+    Write_Companies({"Alpha"});
+    clock.step = 0.3;
+    ui.main_window_enabled = false; // the splash runs before the main window exists
+
+    EXPECT_EQ(Run("NEW ", " Splash "), "Error!");
+    EXPECT_EQ(File_Bytes("Cache_d.dat").size(), 16384u * 84);
+    ASSERT_GE(ui.splash_progress.size(), 10u);
+    EXPECT_EQ(ui.splash_progress.front(), 10);
+    for (std::size_t k = 1; k < ui.splash_progress.size(); ++k) {
+        EXPECT_GE(ui.splash_progress[k], 10);
+        EXPECT_LE(ui.splash_progress[k], 100);
+        EXPECT_GE(ui.splash_progress[k], ui.splash_progress[k - 1]);
+    }
+    EXPECT_TRUE(ui.progress_values.empty());
+    EXPECT_FALSE(ui.progress_visible);
+    EXPECT_FALSE(ui.main_window_enabled);
+    EXPECT_EQ(ui.pumps, static_cast<int>(ui.splash_progress.size()) - 1);
+
+    EXPECT_EQ(Parse_Progress_Target("SPLASH"), Progress_Target::Splash);
+    EXPECT_EQ(Parse_Progress_Target("splashy"), Progress_Target::Form);
+    EXPECT_EQ(Run(" whatever "), "Error!"); // an unknown mode does nothing
+    EXPECT_EQ(ui.progress_labels.size(), 0u);
+}
+
+// Progress at most once per 0.4 s of clock time, by the absolute difference: the clock goes back
+// to 0 at midnight and the reports go on.
+TEST_F(Cache_Builder, ProgressIsThrottledAndSurvivesMidnight) {
+    struct Midnight_Clock : Clock {
+        double now = 86399.0;
+        double Seconds_Since_Midnight() override {
+            const double reading = now;
+            now = std::fmod(now + 0.25, 86400.0);
+            return reading;
+        }
+        double Today() override { return 0; }
+    } midnight;
+    std::vector<Ticket_Record> tickets(40, Make_Ticket({.sell = today}));
+    Write_Database(tickets);
+    CreateCacheFile(state, ui, midnight, state.settings.Cache_User_File, "proection", 0, "",
+                    state.settings.Database_File, "form");
+    // The first reading notes the time; then every second reading is 0.5 s on.
+    ASSERT_EQ(ui.progress_values.size(), 1u + 20u);
+    EXPECT_EQ(ui.progress_values.front(), 0);
+    for (std::size_t k = 1; k < ui.progress_values.size(); ++k)
+        EXPECT_EQ(ui.progress_values[k], static_cast<int>(100 * (2 * k) / 40));
+    EXPECT_EQ(ui.pumps, 20);
+    EXPECT_FALSE(ui.main_window_enabled);
+}
+
+TEST_F(Cache_Builder, AddModePutsACompanyIntoTheFirstFreeRecord) {
+    // Record 1 used, record 2 free but holding an old name, nothing behind.
+    Bytes users(64, 0);
+    users[0] = 1;
+    Put(users, 1, std::int32_t{4});
+    users[32] = 0;
+    std::memcpy(users.data() + 37, "OLD NAME", 8);
+    Write_All_Bytes(Path("Cache_Users.dat"), users);
+
+    auto add = [this](long company, const std::string& name) {
+        return CreateCacheFile(state, ui, clock, "Cache_Users.dat", " Add", company, name, "",
+                               "null");
+    };
+    EXPECT_EQ(add(0, "Nobody"), "1");
+    EXPECT_EQ(File_Bytes("Cache_Users.dat"), users);
+
+    EXPECT_EQ(add(7, ""), "0"); // without a name the record keeps its old one
+    Bytes expected = users;
+    expected[32] = 1;
+    Put(expected, 33, std::int32_t{7});
+    EXPECT_EQ(File_Bytes("Cache_Users.dat"), expected);
+
+    EXPECT_EQ(add(9, "Заправочная компания с длинным именем"), "0");
+    const Bytes after = File_Bytes("Cache_Users.dat");
+    ASSERT_EQ(after.size(), 96u);
+    EXPECT_EQ(after[64], 1);
+    EXPECT_EQ(bytes::Get_I32(after.data() + 65), 9);
+    EXPECT_EQ(bytes::Get_Text(after.data() + 69, 27), "Заправочная компания с длин");
+    EXPECT_TRUE(ui.progress_labels.empty()); // "add" never shows progress
+    EXPECT_TRUE(ui.fatals.empty());
+}
+
+TEST_F(Cache_Builder, FailuresAheadOfThePassAreFatal) {
+    // "add" on a user cache that can't be opened.
+    ASSERT_EQ(::mkdir(Path("Blocked.dat").c_str(), 0755), 0);
+    EXPECT_THROW(CreateCacheFile(state, ui, clock, "Blocked.dat", "add", 3, "X", "", "null"),
+                 Process_Ended);
+    ASSERT_EQ(ui.fatals.size(), 1u);
+    EXPECT_EQ(ui.fatals[0].module_path, "Core\\CreateCacheFile");
+    EXPECT_EQ(ui.fatals[0].code, "0xEE0035453");
+
+    // A header that claims more tickets than the format can number.
+    std::string page = Build_Header_Page(0);
+    const std::string eight = "Amount registered entrys: 00000000";
+    page.replace(page.find(eight), eight.size(), "Amount registered entrys: 123456789");
+    folder.Write("TD.cdb", page);
+    Write_All_Bytes(Path("Cache_d.dat"), Bytes(84, 5));
+    EXPECT_THROW(Run("new"), Process_Ended);
+    ASSERT_EQ(ui.fatals.size(), 2u);
+    EXPECT_EQ(ui.fatals[1].code, "0xEE0035453");
+    EXPECT_EQ(File_Bytes("Cache_d.dat"), Bytes(84, 5)); // nothing was deleted yet
+}
+
+// Without a readable header the pass ends at once: no tickets, no files touched.
+TEST_F(Cache_Builder, UnreadableHeaderEndsThePassWithAnEmptyTable) {
+    Write_All_Bytes(Path("Cache_d.dat"), Bytes(84, 5));
+    state.Ticket_Table.assign(10, Ticket_Record{});
+    EXPECT_EQ(Run("new"), "Error!"); // no database at all
+    EXPECT_EQ(state.Ticket_Table.size(), 1u);
+    EXPECT_EQ(File_Bytes("Cache_d.dat"), Bytes(84, 5));
+
+    folder.Write("TD.cdb", std::string(350, 'P')); // one line only
+    state.Ticket_Table.assign(10, Ticket_Record{});
+    EXPECT_EQ(CreateCacheFile(state, ui, clock, "Cache_Users.dat", "proection", 0, "", "", "form"),
+              "Error!");
+    EXPECT_EQ(Run("proection"), "Error!");
+    EXPECT_EQ(state.Ticket_Table.size(), 1u);
+    EXPECT_FALSE(folder.Exists("z1_10.dat"));
+    EXPECT_TRUE(ui.fatals.empty());
+}
+
+// ---- request and range caches ------------------------------------------------------------------
+
+using Dated_Caches = Data_Folder_Test;
+
+double Slot(const Bytes& file, int element, int fuel) {
+    return bytes::Get_F64(file.data() + (element - 1) * 84 + 4 + 8 * fuel);
+}
+
+double Sum(const Bytes& file) {
+    double sum = 0;
+    for (std::size_t at = 0; at + 84 <= file.size(); at += 84)
+        for (int f = 0; f < 10; ++f)
+            sum += bytes::Get_F64(file.data() + at + 4 + 8 * f);
+    return sum;
+}
+
+TEST_F(Dated_Caches, EmptyDatabaseGivesFullFilesOfZeros) {
+    Write_Database({});
+    Write_All_Bytes(Path("Cache_u.dat"), Bytes(16384 * 84, 3));
+    EXPECT_EQ(CreateCacheFileForRequest(state, ui, clock, "Other.dat", today, "TD.cdb", "pr"),
+              "Error!");
+    EXPECT_EQ(CreateCacheFileForRange(state, ui, clock, "Other.dat", today, today, "TD.cdb", "ps"),
+              "Error!");
+    EXPECT_EQ(File_Bytes("Cache_d.dat"), Bytes(16384 * 84, 0));
+    EXPECT_EQ(File_Bytes("Cache_u.dat"), Bytes(256 * 84, 0));
+    EXPECT_FALSE(folder.Exists("Other.dat"));     // the file of the setting is the one written
+    EXPECT_TRUE(folder.Exists("Company_Db.dat")); // opened by the request, though never read
+    EXPECT_EQ(ui.progress_values.back(), 100);
+    EXPECT_FALSE(ui.progress_visible);
+    EXPECT_TRUE(ui.main_window_enabled);
+}
+
+TEST_F(Dated_Caches, RequestCountsNominalLitresUnredeemedAndSoldByTheDate) {
+    const double day = today - 10;
+    Write_Database({
+        Make_Ticket({.fuel = 1, .volume = 20, .company = 3, .sell = day - 2}),
+        Make_Ticket({.fuel = 1, .volume = 30, .company = 3, .sell = day + 0.75}), // same day
+        Make_Ticket({.fuel = 1, .volume = 40, .company = 3, .sell = day + 1}),    // after it
+        Make_Ticket({.fuel = 2,
+                     .volume = 50,
+                     .company = 3,
+                     .sell = day,
+                     .used = 1,
+                     .validation = day,
+                     .real = 49.5,
+                     .station = 1}),
+        Make_Ticket({.fuel = 2, .volume = 60, .company = 3, .sell = day, .deleted = 1}),
+        Make_Ticket({.fuel = 9, .volume = 70, .company = 16384, .sell = day}),
+        Make_Ticket({.fuel = 12, .volume = 80, .company = 3, .sell = day}),
+        Make_Ticket({.fuel = 1, .volume = 90, .company = 20000, .sell = day}),
+    });
+    CreateCacheFileForRequest(state, ui, clock, "Cache_d.dat", day, "TD.cdb", "pr");
+    Bytes d = File_Bytes("Cache_d.dat");
+    ASSERT_EQ(d.size(), 16384u * 84);
+    EXPECT_EQ(Slot(d, 3, 1), 50.0);
+    EXPECT_EQ(Slot(d, 16384, 9), 70.0);
+    EXPECT_EQ(Sum(d), 120.0);
+
+    CreateCacheFileForRequest(state, ui, clock, "Cache_d.dat", day - 3, "TD.cdb", "pr");
+    EXPECT_EQ(File_Bytes("Cache_d.dat"), Bytes(16384 * 84, 0));
+}
+
+TEST_F(Dated_Caches, RangeCountsLitresDrawnWithinThePeriod) {
+    const double day = today - 10;
+    auto drawn = [day](int fuel, double real, double when, int station, int deleted = 0) {
+        return Make_Ticket({.fuel = fuel,
+                            .volume = 50,
+                            .company = 1,
+                            .sell = day - 5,
+                            .used = 1,
+                            .deleted = deleted,
+                            .validation = when,
+                            .real = real,
+                            .station = station});
+    };
+    Write_Database({
+        drawn(1, 0.004, day, 2),      // less than a hundredth of a litre
+        drawn(1, 0.01, day, 2),       // a hundredth counts
+        drawn(1, 12.5, day + 0.9, 2), // late on the same day
+        drawn(1, 7, day - 1, 2), drawn(1, 8, day + 1, 2), drawn(3, 9, day, 2, 1), // deleted
+        drawn(9, 4, day, 256),   // the last station, the last fuel slot
+        drawn(1, 100, day, 300), // beyond the array
+        Make_Ticket({.fuel = 1,
+                     .volume = 50,
+                     .company = 1,
+                     .sell = day,
+                     .validation = day,
+                     .real = 3,
+                     .station = 2}), // not redeemed
+    });
+    ui.main_window_enabled = false;
+    CreateCacheFileForRange(state, ui, clock, "Cache_u.dat", day, day, "TD.cdb", "splash");
+    Bytes u = File_Bytes("Cache_u.dat");
+    ASSERT_EQ(u.size(), 256u * 84);
+    EXPECT_EQ(Slot(u, 2, 1), 0.01 + 12.5);
+    EXPECT_EQ(Slot(u, 256, 9), 4.0);
+    EXPECT_EQ(Sum(u), 0.01 + 12.5 + 4.0);
+    EXPECT_EQ(ui.splash_progress.back(), 100);
+    EXPECT_FALSE(ui.main_window_enabled); // the splash leaves the main window alone
+
+    CreateCacheFileForRange(state, ui, clock, "Cache_u.dat", day - 1, day + 1, "TD.cdb", "ps");
+    EXPECT_EQ(Sum(File_Bytes("Cache_u.dat")), 0.01 + 12.5 + 7 + 8 + 4.0);
+    EXPECT_TRUE(ui.main_window_enabled);
+}
+
+TEST_F(Dated_Caches, ProgressCountsToNPlusOne) {
+    Write_Database(std::vector<Ticket_Record>(9, Make_Ticket({.sell = today})));
+    clock.step = 0.5; // every reading after the first is a report
+    CreateCacheFileForRequest(state, ui, clock, "Cache_d.dat", today, "TD.cdb", "form");
+    const std::vector<int> expected{0, 10, 20, 30, 40, 50, 60, 70, 80, 90, 100};
+    EXPECT_EQ(ui.progress_values, expected);
+    EXPECT_EQ(ui.pumps, 10);
+}
+
+} // namespace
+} // namespace td::test

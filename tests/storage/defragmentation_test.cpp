@@ -1,0 +1,292 @@
+// Defragmentation: the live tickets copied into a new file that takes the database's place, and the
+// reindex command.
+#include "core/fatal.h"
+#include "storage/cache_builder.h"
+#include "storage/cache_fixture.h"
+#include "storage/defrag_hook.h"
+
+#include <cerrno>
+#include <csignal>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace td::test {
+namespace {
+
+constexpr std::size_t First_Ticket_Byte = 432;
+
+// What the database must become: a header page for the live count, the gap as the new file has it
+// (zeros), then the live records in their old order, untouched.
+Bytes Compacted(const Bytes& old_db) {
+    Bytes live;
+    for (std::size_t at = First_Ticket_Byte; at + Ticket_Record_Size <= old_db.size();
+         at += Ticket_Record_Size)
+        if (old_db[at + 1] == 0)
+            live.insert(live.end(), old_db.begin() + static_cast<long>(at),
+                        old_db.begin() + static_cast<long>(at + Ticket_Record_Size));
+    const std::string page = Build_Header_Page(static_cast<long>(live.size() / Ticket_Record_Size));
+    Bytes expected(page.begin(), page.end());
+    if (!live.empty()) {
+        expected.resize(First_Ticket_Byte, 0);
+        expected.insert(expected.end(), live.begin(), live.end());
+    }
+    return expected;
+}
+
+std::vector<Ticket_Record> Tickets(int count, int every_deleted, double sell) {
+    std::vector<Ticket_Record> tickets;
+    for (int i = 1; i <= count; ++i)
+        tickets.push_back(Make_Ticket({.fuel = 1 + i % 8,
+                                       .volume = 10 * (1 + i % 5),
+                                       .company = 1 + i % 7,
+                                       .sell = sell,
+                                       .serial = std::to_string(500000 + i),
+                                       .deleted = every_deleted > 0 && i % every_deleted == 0}));
+    return tickets;
+}
+
+class Defragmentation : public Data_Folder_Test {
+protected:
+    ~Defragmentation() override {
+        defrag_hook::After_Step = nullptr;
+        defrag_hook::Block_Tickets = 65536;
+    }
+
+    std::string Defragment() { return SE_Defragmentation(state, ui, clock, "TD.cdb"); }
+
+    void Expect_Done_Box() const {
+        ASSERT_EQ(ui.boxes.size(), 1u);
+        EXPECT_EQ(ui.boxes[0].text, "Дефрагментация завершена, необходима полная переиндексация!");
+        EXPECT_EQ(ui.boxes[0].flags, 64);
+        EXPECT_EQ(ui.boxes[0].title, "Дефрагментация");
+    }
+};
+
+TEST_F(Defragmentation, WithoutDeletedTicketsOnlyTheHeaderAndTheGapChange) {
+    Write_Database(Tickets(50, 0, today));
+    Bytes old_db = File_Bytes("TD.cdb");
+    std::fill(old_db.begin() + 350, old_db.begin() + 432, 0xAB); // an earlier write's leftovers
+    Write_All_Bytes(Path("TD.cdb"), old_db);
+    state.Ticket_Count = 999;
+
+    EXPECT_EQ(Defragment(), "$ERROR$");
+    const Bytes now = File_Bytes("TD.cdb");
+    EXPECT_EQ(now, Compacted(old_db));
+    ASSERT_EQ(now.size(), old_db.size());
+    EXPECT_EQ(Bytes(now.begin() + 350, now.begin() + 432), Bytes(82, 0));
+    EXPECT_TRUE(std::equal(now.begin() + 432, now.end(), old_db.begin() + 432));
+
+    EXPECT_EQ(state.Ticket_Count, 999); // kept until the next start, as required
+    Expect_Done_Box();
+    EXPECT_FALSE(folder.Exists("$Defrag$.bin"));
+    // The rebuild ran ("new", target "null") and left its progress form up.
+    EXPECT_EQ(state.Ticket_Table.size(), 51u);
+    EXPECT_EQ(File_Bytes("Cache_d.dat").size(), 16384u * 84);
+    EXPECT_TRUE(ui.progress_visible);
+    EXPECT_TRUE(ui.main_window_enabled);
+    EXPECT_TRUE(ui.fatals.empty());
+}
+
+TEST_F(Defragmentation, DeletedTicketsGoAndTheRestMoveUp) {
+    Write_Database(Tickets(30, 3, today));
+    const Bytes old_db = File_Bytes("TD.cdb");
+    ASSERT_EQ(::chmod(Path("TD.cdb").c_str(), 0640), 0);
+
+    Defragment();
+    EXPECT_EQ(File_Bytes("TD.cdb"), Compacted(old_db));
+    struct stat st {};
+    ASSERT_EQ(::stat(Path("TD.cdb").c_str(), &st), 0);
+    EXPECT_EQ(st.st_mode & 0777, 0640u); // the new file keeps the old one's permissions
+
+    ASSERT_EQ(state.Ticket_Table.size(), 21u);
+    for (std::size_t i = 1; i < state.Ticket_Table.size(); ++i)
+        EXPECT_EQ(state.Ticket_Table[i].Deleted, 0);
+    // The index holds the new record numbers: ticket 3 was deleted, so ticket 4 is now third.
+    EXPECT_EQ(state.Ticket_Table[3].Serial_Text(), "500004");
+    Header_Info info;
+    ASSERT_EQ(Read_Header(Path("TD.cdb"), info), "Ok");
+    EXPECT_EQ(info.count, 20);
+}
+
+TEST_F(Defragmentation, AllDeletedOrNoneAtAllLeavesAHeaderAlone) {
+    Write_Database(Tickets(12, 1, today));
+    Defragment();
+    EXPECT_EQ(File_Bytes("TD.cdb").size(), 350u);
+    Header_Info info;
+    ASSERT_EQ(Read_Header(Path("TD.cdb"), info), "Ok");
+    EXPECT_EQ(info.count, 0);
+    Expect_Done_Box();
+
+    // N = 0: the same file again, and the message all the same.
+    ui.boxes.clear();
+    const std::string page = Build_Header_Page(0);
+    EXPECT_EQ(File_Bytes("TD.cdb"), Bytes(page.begin(), page.end()));
+    Defragment();
+    EXPECT_EQ(File_Bytes("TD.cdb"), Bytes(page.begin(), page.end()));
+    Expect_Done_Box();
+    EXPECT_EQ(state.Ticket_Table.size(), 1u);
+}
+
+TEST_F(Defragmentation, AWorkFileThatCantBeRemovedRefusesTheOperation) {
+    Write_Database(Tickets(10, 2, today));
+    const Bytes old_db = File_Bytes("TD.cdb");
+    ASSERT_EQ(::mkdir(Path("$Defrag$.bin").c_str(), 0755), 0);
+    folder.Write("$Defrag$.bin/inside", "x");
+    state.Ticket_Table.assign(4, Ticket_Record{});
+
+    EXPECT_TRUE(Defrag_File_Busy(state));
+    EXPECT_EQ(Defragment(), "$ERROR$");
+    ASSERT_EQ(ui.boxes.size(), 1u);
+    EXPECT_EQ(ui.boxes[0].text, "Невозможно провести дефрагментацию!");
+    EXPECT_EQ(ui.boxes[0].flags, 16);
+    EXPECT_EQ(ui.boxes[0].title, "Ошибка!");
+    EXPECT_EQ(File_Bytes("TD.cdb"), old_db);
+    EXPECT_EQ(state.Ticket_Table.size(), 4u); // no rebuild
+    EXPECT_TRUE(ui.progress_labels.empty());
+}
+
+TEST_F(Defragmentation, ALeftoverReadOnlyWorkFileIsCleared) {
+    EXPECT_FALSE(Defrag_File_Busy(state)); // nothing there: not busy
+    folder.Write("$Defrag$.bin", "left behind by a crash");
+    ASSERT_EQ(::chmod(Path("$Defrag$.bin").c_str(), 0444), 0);
+    EXPECT_FALSE(Defrag_File_Busy(state));
+    EXPECT_FALSE(folder.Exists("$Defrag$.bin"));
+
+    // A leftover longer than the new file must not leak into it.
+    Write_Database(Tickets(10, 2, today));
+    const Bytes old_db = File_Bytes("TD.cdb");
+    Write_All_Bytes(Path("$Defrag$.bin"), Bytes(5000, 0xEE));
+    ASSERT_EQ(::chmod(Path("$Defrag$.bin").c_str(), 0444), 0);
+    Defragment();
+    EXPECT_EQ(File_Bytes("TD.cdb"), Compacted(old_db));
+    EXPECT_FALSE(folder.Exists("$Defrag$.bin"));
+    Expect_Done_Box();
+}
+
+// A header that can't be read gives no count to trust: copying by it could only lose tickets, so
+// the operation stops at the fatal report and leaves the database as it is.
+TEST_F(Defragmentation, AnUnreadableHeaderIsFatalAndTheDatabaseStays) {
+    Bytes damaged(350, 'P');
+    const Bytes tickets(72 * 5, 0x01);
+    damaged.resize(432, 0);
+    damaged.insert(damaged.end(), tickets.begin(), tickets.end());
+    Write_All_Bytes(Path("TD.cdb"), damaged);
+
+    EXPECT_THROW(Defragment(), Process_Ended);
+    ASSERT_EQ(ui.fatals.size(), 1u);
+    EXPECT_EQ(ui.fatals[0].module_path.rfind("Core\\SE_Defragmentation\r\n", 0), 0u);
+    EXPECT_GT(ui.fatals[0].module_path.size(), std::string("Core\\SE_Defragmentation\r\n").size());
+    EXPECT_EQ(ui.fatals[0].code, "0xFDAABCC00" + Hex_Number(EINVAL));
+    EXPECT_EQ(File_Bytes("TD.cdb"), damaged);
+    EXPECT_TRUE(ui.boxes.empty());
+}
+
+TEST_F(Defragmentation, ProgressMovesEveryHalfSecondAndEndsAtFull) {
+    Write_Database(Tickets(8, 4, today));
+    clock.step = 0.3; // a report every second ticket
+    Defragment();
+    // The copy's reports, its full bar, the reset before the box; the rebuild's values follow.
+    const std::vector<int> own(ui.progress_values.begin(), ui.progress_values.begin() + 6);
+    const std::vector<int> expected{25, 50, 75, 100, 100, 0};
+    EXPECT_EQ(own, expected);
+}
+
+int steps_seen = 0;
+int kill_at_step = 0;
+
+void Count_Step() {
+    ++steps_seen;
+}
+void Kill_At_Step() {
+    if (++steps_seen == kill_at_step)
+        std::raise(SIGKILL);
+}
+
+// The process dies at every point where a file changes, and at a few moments in between: the
+// database is always either the old file or the new one, whole, never a mixture.
+TEST_F(Defragmentation, KilledAtAnyPointLeavesTheOldOrTheNewDatabaseWhole) {
+    Write_Database(Tickets(3000, 3, today));
+    const Bytes old_db = File_Bytes("TD.cdb");
+    const Bytes new_db = Compacted(old_db);
+    defrag_hook::Block_Tickets = 100;
+
+    {
+        Temp_Folder dry;
+        Write_All_Bytes(dry.File("TD.cdb"), old_db);
+        Program_State dry_state = state;
+        dry_state.Data_Folder = dry.Path();
+        Fake_Ui dry_ui;
+        defrag_hook::After_Step = Count_Step;
+        SE_Defragmentation(dry_state, dry_ui, clock, "TD.cdb");
+        defrag_hook::After_Step = nullptr;
+        ASSERT_EQ(Whole_File(dry.File("TD.cdb")), new_db);
+    }
+    const int steps = steps_seen;
+    ASSERT_GE(steps, 30); // one per block of the copy, then header, sync, rename, folder sync
+
+    auto run_child = [this](void (*hook)()) {
+        const pid_t pid = ::fork();
+        if (pid == 0) {
+            steps_seen = 0;
+            defrag_hook::After_Step = hook;
+            Fake_Ui child_ui;
+            SE_Defragmentation(state, child_ui, clock, "TD.cdb");
+            ::_exit(0);
+        }
+        return pid;
+    };
+    auto check_and_restore = [&](const std::string& when) {
+        const Bytes now = File_Bytes("TD.cdb");
+        const bool old_whole = now == old_db, new_whole = now == new_db;
+        EXPECT_TRUE(old_whole || new_whole) << when << ": " << now.size() << " bytes";
+        Write_All_Bytes(Path("TD.cdb"), old_db); // the work file stays, as a crash leaves it
+        return new_whole;
+    };
+
+    bool replaced = false;
+    int old_outcomes = 0, new_outcomes = 0;
+    for (int k = 1; k <= steps; ++k) {
+        kill_at_step = k;
+        const pid_t pid = run_child(Kill_At_Step);
+        ASSERT_GT(pid, 0);
+        int status = 0;
+        ASSERT_EQ(::waitpid(pid, &status, 0), pid);
+        ASSERT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL) << "step " << k;
+        const bool is_new = check_and_restore("killed after step " + std::to_string(k));
+        EXPECT_FALSE(replaced && !is_new) << "step " << k << " went back to the old file";
+        replaced = replaced || is_new;
+        (is_new ? new_outcomes : old_outcomes)++;
+    }
+    EXPECT_EQ(new_outcomes, 2); // after the rename and after the folder's sync
+    EXPECT_EQ(old_outcomes, steps - 2);
+
+    for (int delay_us : {0, 300, 1000, 3000, 10000, 30000}) {
+        const pid_t pid = run_child(nullptr);
+        ASSERT_GT(pid, 0);
+        ::usleep(static_cast<useconds_t>(delay_us));
+        ::kill(pid, SIGKILL);
+        int status = 0;
+        ASSERT_EQ(::waitpid(pid, &status, 0), pid);
+        ASSERT_TRUE(WIFSIGNALED(status) || (WIFEXITED(status) && WEXITSTATUS(status) == 0));
+        check_and_restore("killed after " + std::to_string(delay_us) + " us");
+    }
+}
+
+TEST_F(Defragmentation, ReindexRebuildsEverythingAndTidiesTheScreen) {
+    Write_Database(Tickets(25, 5, today - 1));
+    Write_Companies({"A", "B", "C", "D", "E", "F", "G"});
+    state.Ticket_Table.assign(3, Ticket_Record{});
+    Reindex_Database(state, ui, clock);
+    EXPECT_EQ(ui.children_closed, 1);
+    EXPECT_EQ(state.Ticket_Table.size(), 26u);
+    EXPECT_EQ(state.Ticket_Table[5].Deleted, 1);
+    EXPECT_EQ(File_Bytes("Cache_Users.dat").size(), 7u * 32);
+    EXPECT_EQ(ui.progress_values.back(), 0);
+    EXPECT_FALSE(ui.progress_visible);
+    EXPECT_TRUE(ui.main_window_enabled);
+}
+
+} // namespace
+} // namespace td::test
