@@ -1,0 +1,59 @@
+#include "cli/session.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+
+namespace fs = std::filesystem;
+
+namespace td::cli {
+
+extern const char* Usage;
+
+void Fail(const std::string& verb, const std::string& reason, int code) {
+    std::fprintf(stderr, "tdctl %s: %s\n", verb.c_str(), reason.c_str());
+    std::exit(code);
+}
+
+Arguments Parse_Arguments(int argc, char** argv) {
+    Arguments args;
+    for (int i = 1; i < argc; ++i) {
+        std::string word = argv[i];
+        if (word == "--home") {
+            if (i + 1 >= argc)
+                Fail("", "--home needs a folder", 2);
+            args.home = argv[++i];
+        } else if (word.rfind("--home=", 0) == 0) {
+            args.home = word.substr(7);
+        } else if (word == "--demo") {
+            args.demo = true;
+        } else if (word == "-h" || word == "--help") {
+            std::fputs(Usage, stdout);
+            std::exit(0);
+        } else if (args.verb.empty()) {
+            args.verb = word;
+        } else {
+            args.rest.push_back(word);
+        }
+    }
+    if (args.home.empty()) {
+        const char* env = std::getenv("TALLY_DEPOT_HOME");
+        args.home = (env != nullptr && *env != '\0') ? env : fs::current_path().string();
+    }
+    std::error_code ignored;
+    fs::path absolute = fs::absolute(args.home, ignored);
+    args.home = absolute.lexically_normal().string();
+    while (args.home.size() > 1 && args.home.back() == '/')
+        args.home.pop_back();
+    return args;
+}
+
+Session::Session(const std::string& home)
+    : guard_(home), ports_{ui_, clock_, user_settings_, guard_} {
+    Main_Startup(state_, ports_, home);
+    ui_.Search_Progress_Hide();
+}
+
+void Session::Shutdown() { td::Shutdown(state_, ui_, user_settings_); }
+
+} // namespace td::cli

@@ -1,0 +1,47 @@
+// What the verbs of tdctl share: the arguments, failing with a reason, and a session that starts
+// the installation as the desktop program does and shuts it down cleanly.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "cli/cli_ui.h"
+#include "core/startup.h"
+#include "core/state.h"
+#include "qt/qt_instance_guard.h"
+#include "qt/qt_user_settings.h"
+#include "qt/system_clock.h"
+
+namespace td::cli {
+
+struct Arguments {
+    std::string verb;
+    std::string home;
+    bool demo = false;
+    std::vector<std::string> rest;
+};
+
+Arguments Parse_Arguments(int argc, char** argv);
+
+// Prints "tdctl VERB: reason" on standard error and ends with `code`.
+[[noreturn]] void Fail(const std::string& verb, const std::string& reason, int code = 1);
+
+class Session {
+public:
+    explicit Session(const std::string& home);
+    Program_State& State() { return state_; }
+    Cli_Ui& Ui() { return ui_; }
+    td::Clock& Clock() { return clock_; }
+    td::User_Settings& User_Settings() { return user_settings_; }
+    [[noreturn]] void Shutdown();
+
+private:
+    Program_State& state_ = td::State();
+    Cli_Ui ui_;
+    System_Clock clock_;
+    Qt_User_Settings user_settings_;
+    Qt_Instance_Guard guard_;
+    Startup_Ports ports_;
+};
+
+} // namespace td::cli

@@ -1,0 +1,24 @@
+// One running instance per installation: a lock file in the runtime folder, named after the
+// program's folder. A crashed run never blocks the next start: the lock is stale at once.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "core/ports.h"
+
+class QLockFile;
+
+namespace td {
+
+class Qt_Instance_Guard : public Instance_Guard {
+public:
+    explicit Qt_Instance_Guard(const std::string& program_folder);
+    ~Qt_Instance_Guard() override;
+    bool Acquire() override;
+
+private:
+    std::unique_ptr<QLockFile> lock_;
+};
+
+} // namespace td

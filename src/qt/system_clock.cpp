@@ -1,0 +1,19 @@
+#include "system_clock.h"
+
+#include <QDateTime>
+
+#include "core/dates.h"
+
+namespace td {
+
+double System_Clock::Seconds_Since_Midnight() {
+    QTime now = QTime::currentTime();
+    return now.msecsSinceStartOfDay() / 1000.0;
+}
+
+double System_Clock::Today() {
+    QDate today = QDate::currentDate();
+    return Date_Serial(today.year(), today.month(), today.day());
+}
+
+} // namespace td
