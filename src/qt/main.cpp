@@ -1,0 +1,128 @@
+// tallydepot: the desktop program. Brings the system up through the start-up sequence with the
+// splash on screen, waits for the splash, then hands over to the maximised main window.
+#include "core/startup.h"
+#include "core/state.h"
+#include "core/unhandled.h"
+#include "qt/catalogue_views.h"
+#include "qt/qt_instance_guard.h"
+#include "qt/qt_mdi_form.h"
+#include "qt/qt_ui.h"
+#include "qt/qt_user_settings.h"
+#include "qt/system_clock.h"
+#include "qt/test_hooks.h"
+#include "qt/tour.h"
+
+#include <QApplication>
+#include <QDir>
+#include <QLocale>
+#include <QScreen>
+#include <QTimer>
+#include <cstdlib>
+#include <exception>
+#include <memory>
+
+namespace {
+
+td::Ui* Top_Level_Ui = nullptr;
+
+// The top-level handler: a failure nobody handled becomes the ordinary unhandled failure, a
+// plain box with its number and description, and the end without shutdown.
+class Tally_Application : public QApplication {
+public:
+    using QApplication::QApplication;
+    bool notify(QObject* receiver, QEvent* event) override {
+        try {
+            return QApplication::notify(receiver, event);
+        } catch (const std::exception& failure) {
+            td::Unhandled_Failure(*Top_Level_Ui, failure);
+        }
+    }
+};
+
+void On_Terminate() {
+    if (Top_Level_Ui != nullptr) {
+        if (std::exception_ptr current = std::current_exception()) {
+            try {
+                std::rethrow_exception(current);
+            } catch (const std::exception& failure) {
+                td::Unhandled_Failure(*Top_Level_Ui, failure);
+            } catch (...) {
+            }
+        }
+        td::Unhandled_Failure(*Top_Level_Ui, 51, "Internal error");
+    }
+    std::_Exit(1);
+}
+
+// The program's folder: TALLY_DEPOT_HOME, else the executable's.
+std::string Program_Folder() {
+    const char* home = std::getenv("TALLY_DEPOT_HOME");
+    QString folder = (home != nullptr && *home != '\0') ? QString::fromLocal8Bit(home)
+                                                        : QCoreApplication::applicationDirPath();
+    return QDir(folder).absolutePath().toStdString();
+}
+
+void Report_Shown(td::Qt_MDI_Form& window) {
+    td::MDI_Form& model = window.Model();
+    td::hooks::Log("shown | " + model.Caption() + " | " + model.Status_Panel(1) + " | " +
+                   model.Status_Panel(2));
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    Tally_Application app(argc, argv);
+    // Calendars, numbers and the widgets' own texts behave as on a Russian desktop.
+    QLocale::setDefault(QLocale(QLocale::Russian, QLocale::Russia));
+
+    td::Qt_Ui ui;
+    Top_Level_Ui = &ui;
+    std::set_terminate(On_Terminate);
+    const td::hooks::Settings& hooks = td::hooks::Get();
+    if (hooks.auto_answer)
+        ui.Set_Auto_Answers({hooks.answers.begin(), hooks.answers.end()});
+
+    std::string program_folder = Program_Folder();
+    td::System_Clock clock;
+    td::Qt_User_Settings user_settings;
+    auto guard = std::make_unique<td::Qt_Instance_Guard>(program_folder);
+    ui.Set_Before_End([&guard] { guard.reset(); });
+    td::Startup_Ports ports{ui, clock, user_settings, *guard};
+
+    td::Program_State& state = td::State();
+    QDir::setCurrent(QString::fromStdString(program_folder));
+    try {
+        td::Main_Startup(state, ports, program_folder);
+    } catch (const std::exception& failure) {
+        td::Unhandled_Failure(ui, failure);
+    }
+    if (!hooks.tour.empty())
+        td::Tour_Splash(ui, hooks.tour);
+    ui.Splash_Modal_Wait();
+
+    td::Qt_MDI_Form window(state, ui, clock, user_settings);
+    ui.Set_Main_Window(&window, window.Mdi_Area());
+    td::Attach_Catalogue_Views(window, state, ui, clock);
+    window.setEnabled(true);
+    // Without a window manager (Xvfb) maximising is not honoured: the screen's size stands in.
+    if (QScreen* screen = window.screen())
+        window.setGeometry(screen->availableGeometry());
+    window.showMaximized();
+    window.activateWindow();
+
+    if (hooks.Any()) {
+        QTimer::singleShot(300, &window, [&window, &ui, &state, &hooks] {
+            Report_Shown(window);
+            if (!hooks.screenshot.empty())
+                window.grab().save(QString::fromStdString(hooks.screenshot));
+            if (!hooks.tour.empty())
+                td::Tour(window, ui, state, hooks.tour); // ends with the fatal screen
+            if (hooks.auto_close_ms >= 0)
+                QTimer::singleShot(hooks.auto_close_ms, &window, [&window] { window.close(); });
+        });
+    }
+
+    app.exec();
+    // The event loop ended without Shutdown: the unload path.
+    window.Model().MDIForm_Unload();
+}

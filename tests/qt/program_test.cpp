@@ -1,0 +1,222 @@
+// The real desktop program, started and ended on temporary installations through its test hooks
+// (TALLY_DEPOT_AUTO_ANSWER, TALLY_DEPOT_AUTO_CLOSE), judged by what it says and leaves on disk.
+#include "core/dates.h"
+#include "qt_test_support.h"
+#include "support/temp_folder.h"
+
+#include <QDir>
+#include <QProcess>
+#include <QSettings>
+#include <filesystem>
+
+using td::test::Temp_Folder;
+
+namespace {
+
+QString Q(const char* text) {
+    return QString::fromUtf8(text);
+}
+
+QStringList Number_Index_Files(const QString& folder) {
+    return QDir(folder).entryList({"z*.dat", "Z*.DAT"}, QDir::Files);
+}
+
+} // namespace
+
+class Program_Test : public QObject {
+    Q_OBJECT
+
+    std::unique_ptr<Temp_Folder> home;
+    QString config;
+    QString runtime;
+
+    QProcessEnvironment Environment(const QString& answers, int auto_close_ms) const {
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        env.insert("TALLY_DEPOT_HOME", QString::fromStdString(home->Path()));
+        env.insert("XDG_CONFIG_HOME", config);
+        env.insert("XDG_RUNTIME_DIR", runtime);
+        env.insert("QT_QPA_PLATFORM", "offscreen");
+        env.insert("TALLY_DEPOT_AUTO_ANSWER", answers);
+        if (auto_close_ms >= 0)
+            env.insert("TALLY_DEPOT_AUTO_CLOSE", QString::number(auto_close_ms));
+        else
+            env.remove("TALLY_DEPOT_AUTO_CLOSE");
+        env.remove("TALLY_DEPOT_SCREENSHOT");
+        env.remove("TALLY_DEPOT_TOUR");
+        return env;
+    }
+
+    // One run to its end; its lines on standard error that the hooks wrote.
+    QStringList Run(int& exit_code, const QString& answers = "yes", int auto_close_ms = 100) {
+        QProcess program;
+        program.setProcessEnvironment(Environment(answers, auto_close_ms));
+        program.start(TALLYDEPOT_PATH, {});
+        if (!program.waitForFinished(60000)) {
+            program.kill();
+            program.waitForFinished();
+            exit_code = -1;
+        } else {
+            exit_code = program.exitStatus() == QProcess::NormalExit ? program.exitCode() : -2;
+        }
+        return Hook_Lines(program.readAllStandardError());
+    }
+
+    static QStringList Hook_Lines(const QByteArray& output) {
+        QStringList lines;
+        for (const QString& line : QString::fromUtf8(output).split('\n'))
+            if (line.startsWith("tallydepot: "))
+                lines << line.mid(12);
+        return lines;
+    }
+
+    // Started and left running until its main window is up.
+    void Start_And_Wait(QProcess& program, const QString& answers = "yes") {
+        program.setProcessEnvironment(Environment(answers, -1));
+        program.start(TALLYDEPOT_PATH, {});
+        QVERIFY(program.waitForStarted());
+        QByteArray seen;
+        QTRY_VERIFY_WITH_TIMEOUT((seen += program.readAllStandardError()).contains("shown |"),
+                                 60000);
+    }
+
+    QString Stored_Date() {
+        QSettings store(config + "/Tally Depot/Tally Depot.ini", QSettings::IniFormat);
+        return store.value("Kernel/Date", "<none>").toString();
+    }
+
+    void Write_Demo() {
+        QProcess tdctl;
+        tdctl.start(TDCTL_PATH, {"init", "--demo", "--home", QString::fromStdString(home->Path())});
+        QVERIFY(tdctl.waitForFinished(120000));
+        QCOMPARE(tdctl.exitCode(), 0);
+    }
+
+    QString Data() const { return QString::fromStdString(home->Path() + "/data"); }
+    QString Marker() const { return Data() + "/Work.$$$"; }
+
+    static QString Today() {
+        QDate today = QDate::currentDate();
+        return QString::fromStdString(
+            td::Format_Date(td::Date_Serial(today.year(), today.month(), today.day())));
+    }
+
+private slots:
+    void init() {
+        home = std::make_unique<Temp_Folder>();
+        config = QString::fromStdString(home->Path() + "/.config");
+        runtime = QString::fromStdString(home->Path() + "/.runtime");
+        QDir().mkpath(config);
+        QDir().mkpath(runtime);
+        QFile::setPermissions(runtime, QFileDevice::ReadOwner | QFileDevice::WriteOwner |
+                                           QFileDevice::ExeOwner);
+    }
+
+    void cleanup() { home.reset(); }
+
+    void demoInstallationCleanExitAndTheWorkingDateComesBack() {
+        Write_Demo();
+        int code = 0;
+        QStringList lines = Run(code);
+        QCOMPARE(code, 0);
+        QCOMPARE(lines.size(), 2);
+        QCOMPARE(lines[0], Q("shown | Система учета талонов ГСМ ООО Топливная компания | Статус. | "
+                             "Текущая дата: ") +
+                               Today());
+        QCOMPARE(lines[1], Q("box 36 Подтверждение выхода из программы | "
+                             "Вы уверены, что хотите выйти?"));
+        QVERIFY(!QFile::exists(Marker()));
+        QVERIFY(Number_Index_Files(Data()).isEmpty());
+        QCOMPARE(Stored_Date(), Today());
+
+        // A working date of its own survives the next start and exit.
+        {
+            QSettings store(config + "/Tally Depot/Tally Depot.ini", QSettings::IniFormat);
+            store.setValue("Kernel/Date", "05.03.2026");
+        }
+        lines = Run(code);
+        QCOMPARE(code, 0);
+        QVERIFY(lines[0].endsWith(Q("Текущая дата: 05.03.2026")));
+        QCOMPARE(Stored_Date(), Q("05.03.2026"));
+    }
+
+    void killedRunLeavesTheMarkerAndTheNextStartSaysSo() {
+        Write_Demo();
+        QProcess program;
+        Start_And_Wait(program);
+        QVERIFY(QFile::exists(Marker()));
+        QVERIFY(!Number_Index_Files(Data()).isEmpty());
+        program.kill();
+        program.waitForFinished();
+        QVERIFY(QFile::exists(Marker()));
+
+        int code = 0;
+        QStringList lines = Run(code);
+        QCOMPARE(code, 0);
+        QCOMPARE(lines[0], Q("box 0  | Программа была завершена неожиданно."));
+        QVERIFY(!QFile::exists(Marker()));
+        QVERIFY(Number_Index_Files(Data()).isEmpty());
+    }
+
+    void exitAnsweredNoKeepsTheWindow() {
+        Write_Demo();
+        // The first question is answered No: the window stays, and nothing closes it again.
+        QProcess program;
+        program.setProcessEnvironment(Environment("no", 100));
+        program.start(TALLYDEPOT_PATH, {});
+        QVERIFY(program.waitForStarted());
+        QByteArray seen;
+        QTRY_VERIFY_WITH_TIMEOUT((seen += program.readAllStandardError()).contains("box 36"),
+                                 60000);
+        QTest::qWait(500);
+        QCOMPARE(program.state(), QProcess::Running);
+        QVERIFY(QFile::exists(Marker()));
+        program.kill();
+        program.waitForFinished();
+    }
+
+    void onlySettingsFileThreeWarningsThenAnEmptyWindow() {
+        QFile::copy(QString(TD_SOURCE_DIR) + "/data/td.ini",
+                    QString::fromStdString(home->File("td.ini")));
+        int code = 0;
+        QStringList lines = Run(code);
+        QCOMPARE(code, 0);
+        QCOMPARE(lines.size(), 5);
+        QCOMPARE(lines[0], Q("box 0  | Error, no towns defined in database!"));
+        QCOMPARE(lines[1], Q("box 0  | Error, no companys defined in database!"));
+        QCOMPARE(lines[2], Q("box 0  | Error, no establishments defined in database!"));
+        QVERIFY(lines[3].startsWith(Q("shown | Система учета талонов ГСМ ")));
+        // The run that created the data folder worked in the program's folder.
+        QVERIFY(QFile::exists(QString::fromStdString(home->File("TD.cdb"))));
+        QVERIFY(QDir(Data()).exists());
+        QVERIFY(!QFile::exists(QString::fromStdString(home->File("Work.$$$"))));
+    }
+
+    void noSettingsFileIsFatal() {
+        int code = 0;
+        QStringList lines = Run(code);
+        QCOMPARE(code, 1);
+        QCOMPARE(lines.size(), 1);
+        QCOMPARE(lines[0], Q("fatal 0x07331056FFAD | Std_Functions\\Get_Var"));
+    }
+
+    void secondInstanceIsRefused() {
+        Write_Demo();
+        QProcess first;
+        Start_And_Wait(first);
+        int code = 0;
+        QStringList lines = Run(code);
+        QCOMPARE(lines, QStringList{Q("box 0  | Программа уже запущена")});
+        QCOMPARE(code, 1);
+        QCOMPARE(first.state(), QProcess::Running);
+        first.kill();
+        first.waitForFinished();
+
+        // A killed run never blocks the next start.
+        lines = Run(code);
+        QCOMPARE(code, 0);
+        QVERIFY(lines.join('\n').contains("shown |"));
+    }
+};
+
+TD_QTEST_MAIN(Program_Test)
+#include "program_test.moc"
