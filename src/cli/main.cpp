@@ -40,6 +40,9 @@ verbs:
   defrag                   remove deleted tickets from the database, then rebuild
   date [DD.MM.YYYY]        show or set the working date
   totals buyers|stations   print the non-zero totals per buyer or per station
+  fuel [set SLOT NAME [PRICE]]     list the fuel grades, or name one and price it
+  station [set SLOT NAME]          list the stations, or name one
+  volume [add LITRES...]           list the user volumes, or declare new ones
 )";
 } // namespace td::cli
 
