@@ -184,11 +184,11 @@ struct Panel_Of_Window : Date_Panel {
     void Set_Date_Panel_Text(const std::string&) override { form.Current_Date_Changed(); }
 };
 
-void Open_Working_Date(Qt_MDI_Form& window, Program_State& state, Ui& ui, Clock& clock) {
+void Open_Working_Date(Qt_MDI_Form& window, Program_State& state, Ui& ui, Clock& clock,
+                       Browser_Refresh* browsers) {
     auto panel = std::make_shared<Panel_Of_Window>(window.Model());
-    // No browser registers yet: the browsers bring their own refresh.
     auto* dialog =
-        new Model_Dialog<Calendar_Single>(&window, state, ui, clock, panel.get(), nullptr);
+        new Model_Dialog<Calendar_Single>(&window, state, ui, clock, panel.get(), browsers);
     Calendar_Single& model = dialog->model;
     model.Form_Load();
     dialog->setWindowTitle(Calendar_Single::Caption);
@@ -215,15 +215,16 @@ void Open_Working_Date(Qt_MDI_Form& window, Program_State& state, Ui& ui, Clock&
 
 } // namespace
 
-void Attach_Catalogue_Views(Qt_MDI_Form& window, Program_State& state, Ui& ui, Clock& clock) {
+void Attach_Catalogue_Views(Qt_MDI_Form& window, Program_State& state, Ui& ui, Clock& clock,
+                            Browser_Refresh* browsers) {
     MDI_Form& form = window.Model();
     form.Set_Command("mnu_Services_Fuel_cost",
                      [&window, &state, &ui, &clock] { Open_Fuel(&window, state, ui, clock); });
     form.Set_Command("Mnu_Establishments", [&window, &state] { Open_Stations(&window, state); });
     form.Set_Command("mnu_User_Volume",
                      [&window, &state, &ui] { Open_Volumes(&window, state, ui); });
-    form.Set_Command("mnu_Services_Current_date", [&window, &state, &ui, &clock] {
-        Open_Working_Date(window, state, ui, clock);
+    form.Set_Command("mnu_Services_Current_date", [&window, &state, &ui, &clock, browsers] {
+        Open_Working_Date(window, state, ui, clock, browsers);
     });
 }
 

@@ -8,9 +8,12 @@ struct Program_State;
 class Ui;
 class Clock;
 class Qt_MDI_Form;
+class Browser_Refresh;
 
 // Attaches "Справочник ГСМ", "Заправки", "Новая серия талонов по литражу" and the working date
-// picker (menu and toolbar "Set date") to the main window's commands.
-void Attach_Catalogue_Views(Qt_MDI_Form& window, Program_State& state, Ui& ui, Clock& clock);
+// picker (menu and toolbar "Set date") to the main window's commands. `browsers`, when given,
+// is told of a new working date so that the open browsers refresh.
+void Attach_Catalogue_Views(Qt_MDI_Form& window, Program_State& state, Ui& ui, Clock& clock,
+                            Browser_Refresh* browsers = nullptr);
 
 } // namespace td

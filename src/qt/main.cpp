@@ -1,8 +1,10 @@
 // tallydepot: the desktop program. Brings the system up through the start-up sequence with the
 // splash on screen, waits for the splash, then hands over to the maximised main window.
+#include "browsers/browser_refresh.h"
 #include "core/startup.h"
 #include "core/state.h"
 #include "core/unhandled.h"
+#include "qt/browser_views.h"
 #include "qt/catalogue_views.h"
 #include "qt/qt_instance_guard.h"
 #include "qt/qt_mdi_form.h"
@@ -102,7 +104,10 @@ int main(int argc, char** argv) {
 
     td::Qt_MDI_Form window(state, ui, clock, user_settings);
     ui.Set_Main_Window(&window, window.Mdi_Area());
-    td::Attach_Catalogue_Views(window, state, ui, clock);
+    // The open browsers, as the working date picker refreshes them.
+    td::Open_Browsers browsers;
+    td::Attach_Catalogue_Views(window, state, ui, clock, &browsers);
+    td::Attach_Browser_Views(window, state, ui, clock, user_settings, browsers);
     window.setEnabled(true);
     // Without a window manager (Xvfb) maximising is not honoured: the screen's size stands in.
     if (QScreen* screen = window.screen())
@@ -113,6 +118,12 @@ int main(int argc, char** argv) {
     if (hooks.Any()) {
         QTimer::singleShot(300, &window, [&window, &ui, &state, &hooks] {
             Report_Shown(window);
+            if (hooks.open == "buyers")
+                td::Open_Buyer_Browser(window);
+            else if (hooks.open == "stations")
+                td::Open_Station_Browser(window);
+            if (!hooks.open.empty())
+                QApplication::processEvents(); // the grid's coalesced refresh
             if (!hooks.screenshot.empty())
                 window.grab().save(QString::fromStdString(hooks.screenshot));
             if (!hooks.tour.empty())

@@ -245,6 +245,10 @@ QMenu* Qt_MDI_Form::Context_Menu(const std::string& name) const {
     return found == context_menus_.end() ? nullptr : found->second;
 }
 
+QIcon Qt_MDI_Form::Image(const std::string& key) {
+    return Toolbar_Icon(key, QApplication::style());
+}
+
 QLabel* Qt_MDI_Form::Status_Label(int panel) const {
     return panel >= 1 && panel <= 2 ? status_[panel - 1] : nullptr;
 }

@@ -11,6 +11,7 @@
 #include <memory>
 
 class QAction;
+class QIcon;
 class QLabel;
 class QMdiArea;
 class QMenu;
@@ -40,6 +41,8 @@ public:
     // A context menu held by the main window, raised by the grids of other forms.
     QMenu* Context_Menu(const std::string& name) const;
     QLabel* Status_Label(int panel) const;
+    // The picture of that key of the toolbar's image list, for the children's own toolbars.
+    static QIcon Image(const std::string& key);
 
     // In production the About box and Eggs are modal and block; tests open them without
     // waiting.

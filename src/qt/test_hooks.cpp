@@ -25,6 +25,7 @@ Settings Read() {
             s.answers.push_back(word == "no" ? box::Answer_No : box::Answer_Yes);
     }
     s.screenshot = Env("TALLY_DEPOT_SCREENSHOT");
+    s.open = Env("TALLY_DEPOT_OPEN");
     s.tour = Env("TALLY_DEPOT_TOUR");
     std::string close = Env("TALLY_DEPOT_AUTO_CLOSE");
     if (!close.empty())

@@ -10,6 +10,8 @@
 //   TALLY_DEPOT_TOUR=DIR                 once the main window is shown, grabs it, each of its menus
 //       opened, the About box, Eggs, a child window and the fatal screen into DIR/*.png; the fatal
 //       screen ends the run.
+//   TALLY_DEPOT_OPEN=buyers|stations    once the main window is shown, opens the buyer or the
+//       station browser, before any grab.
 //   TALLY_DEPOT_AUTO_CLOSE=MS            MS milliseconds after the main window is shown (and after
 //       the grabs), closes it by its frame, which asks the exit question.
 //
@@ -27,9 +29,11 @@ struct Settings {
     std::vector<int> answers; // box::Answer_Yes / Answer_No, in turn
     std::string screenshot;
     std::string tour;
+    std::string open; // "buyers" or "stations"
     int auto_close_ms = -1;
     bool Any() const {
-        return auto_answer || !screenshot.empty() || !tour.empty() || auto_close_ms >= 0;
+        return auto_answer || !screenshot.empty() || !tour.empty() || !open.empty() ||
+               auto_close_ms >= 0;
     }
 };
 

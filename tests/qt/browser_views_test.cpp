@@ -1,0 +1,223 @@
+// The two browser windows, offscreen, on a small temporary installation: the buyer browser's
+// first rows, the sort menu and buttons while a browser is in front, one window of each at most,
+// and the registry the working date picker refreshes.
+#include "browsers/browser_refresh.h"
+#include "browsers/resolve_tickets.h"
+#include "browsers/sell_ticets.h"
+#include "catalogues/date_pickers.h"
+#include "core/dates.h"
+#include "core/state.h"
+#include "qt/browser_views.h"
+#include "qt/grid_view.h"
+#include "qt/qt_mdi_form.h"
+#include "qt_test_support.h"
+#include "storage/record_file.h"
+#include "storage/records.h"
+#include "storage/reference.h"
+#include "support/temp_folder.h"
+
+#include <QLabel>
+#include <QMdiArea>
+#include <QMdiSubWindow>
+#include <QMenu>
+#include <memory>
+
+using namespace td;
+using td::test::Ending_Ui;
+using td::test::Fake_Clock;
+using td::test::Memory_Settings;
+using td::test::Temp_Folder;
+
+namespace {
+
+struct Company {
+    const char* code;
+    const char* group;
+    const char* subgroup;
+    const char* name;
+};
+
+} // namespace
+
+class Browser_Views_Test : public QObject {
+    Q_OBJECT
+
+    std::unique_ptr<Temp_Folder> home;
+    std::unique_ptr<Ending_Ui> ui;
+    Fake_Clock clock;
+    Memory_Settings settings;
+    Open_Browsers browsers;
+    std::unique_ptr<Qt_MDI_Form> window;
+
+    std::string Path(const std::string& name) const { return home->File(name); }
+
+    void Fuels() {
+        Record_File file(Path(State().settings.Fuel_File), Fuel_Record_Size);
+        std::vector<std::uint8_t> raw(Fuel_Record_Size);
+        const char* names[] = {"АИ-92", "АИ-95", "ДТ"};
+        for (std::size_t i = 0; i < Fuel_Slots; ++i) {
+            Fuel_Record fuel;
+            fuel.Exists = 1;
+            fuel.Name = i < 3 ? names[i] : "";
+            Encode(fuel, raw.data());
+            QVERIFY(file.Write(i + 1, raw.data()));
+        }
+    }
+
+    void Companies(const std::vector<Company>& companies) {
+        Program_State& state = State();
+        Record_File file(Path(state.settings.Company_File), Company_Record_Size);
+        Record_File totals(Path(state.settings.Cache_Diff_File), Cache_Record_Size);
+        std::vector<std::uint8_t> raw(Company_Record_Size);
+        std::vector<std::uint8_t> total(Cache_Record_Size);
+        for (std::size_t i = 0; i < companies.size(); ++i) {
+            Company_Record record;
+            record.Exists = 1;
+            record.Code = companies[i].code;
+            record.Group_Code = companies[i].group;
+            record.Subgroup_Code = companies[i].subgroup;
+            record.Name = companies[i].name;
+            Encode(record, raw.data());
+            QVERIFY(file.Write(i + 1, raw.data()));
+            Cache_Record amounts;
+            amounts.Fuel_Total[1] = 10.0 * static_cast<double>(i + 1);
+            Encode(amounts, total.data());
+            QVERIFY(totals.Write(i + 1, total.data()));
+        }
+        file.Close();
+        state.Company_Count =
+            Load_Company_Table(Path(state.settings.Company_File), state.Company_Table);
+    }
+
+    QMdiSubWindow* Window_Titled(const char* caption) const {
+        QMdiSubWindow* found = nullptr;
+        for (QMdiSubWindow* sub : window->Mdi_Area()->subWindowList())
+            if (sub->windowTitle() == QString::fromUtf8(caption))
+                found = sub;
+        return found;
+    }
+
+    static QString Cell(Qt_Grid_View* view, int row, int col) {
+        return view->model()->index(row, col).data().toString();
+    }
+
+    bool Sort_Shown() const {
+        return window->Top_Menu_Of("mnu_sort")->menuAction()->isVisible() &&
+               window->Button("Сортировка по возрастанию")->isEnabled() &&
+               window->Button("Сортировка по убыванию")->isEnabled();
+    }
+
+private slots:
+    void init() {
+        Reset_State();
+        home = std::make_unique<Temp_Folder>();
+        ui = std::make_unique<Ending_Ui>();
+        settings.values.clear();
+        Program_State& state = State();
+        state.Program_Folder = home->Path();
+        state.Data_Folder = home->Path();
+        state.Current_Date = Date_Serial(2026, 11, 23);
+        Fuels();
+        Companies({{"1", "", "", "Транспорт"},
+                   {"2", "", "", "Торговля"},
+                   {"5", "1", "", "Автобаза"},
+                   {"3", "", "", "Частные лица"}});
+        window = std::make_unique<Qt_MDI_Form>(state, *ui, clock, settings);
+        window->Set_Blocking_Dialogs(false);
+        Attach_Browser_Views(*window, state, *ui, clock, settings, browsers);
+        window->resize(1000, 700);
+        window->show();
+        window->activateWindow();
+        QVERIFY(QTest::qWaitForWindowExposed(window.get()));
+    }
+
+    void cleanup() {
+        window->Mdi_Area()->closeAllSubWindows();
+        QCoreApplication::processEvents();
+        window.reset();
+    }
+
+    void buyerBrowserShowsTheRootAndTheSortMenu() {
+        QVERIFY(!window->Top_Menu_Of("mnu_sort")->menuAction()->isVisible());
+        window->Model().Menu_Click("mnu_Sell_Tickets");
+        QCoreApplication::processEvents();
+
+        QMdiSubWindow* sub = Window_Titled(Sell_Ticets::Caption);
+        QVERIFY(sub != nullptr);
+        QVERIFY(sub->isMaximized());
+        auto* view = sub->findChild<Qt_Grid_View*>("MSFlexGrid1");
+        QVERIFY(view != nullptr);
+        view->Grid_Model().Refresh();
+        QCOMPARE(view->model()->headerData(1, Qt::Horizontal).toString(), QString("Код"));
+        QCOMPARE(Cell(view, 0, 1), QString("1"));
+        QCOMPARE(Cell(view, 0, 2), QString("Клиенты"));
+        QCOMPARE(Cell(view, 1, 0), QString("+"));
+        QCOMPARE(Cell(view, 1, 1), QString("1:1"));
+        QCOMPARE(Cell(view, 1, 2), QString("Транспорт"));
+        QCOMPARE(Cell(view, 2, 1), QString("1:2"));
+        QCOMPARE(Cell(view, 3, 2), QString("Частные лица"));
+        QVERIFY(Sort_Shown());
+        QVERIFY(browsers.Buyer() != nullptr);
+
+        // A double click in column 0 of a row with "+" goes down a level: the group on row 1,
+        // its companies with their amounts below. A right click on an amount offers the popup:
+        // the working date entry on; sale and statistics, whose screens aren't built yet, off.
+        QTest::mouseDClick(view->viewport(), Qt::LeftButton, {},
+                           view->visualRect(view->model()->index(1, 0)).center());
+        view->Grid_Model().Refresh();
+        QCOMPARE(State().Current_Node_Key, std::string("root\\1\\"));
+        QCOMPARE(Cell(view, 0, 2), QString("Транспорт"));
+        QCOMPARE(Cell(view, 1, 1), QString("1:1:5"));
+        QCOMPARE(Cell(view, 1, 2), QString("Автобаза"));
+        QCOMPARE(Cell(view, 1, 3), QString("30"));
+        QTest::mouseClick(view->viewport(), Qt::RightButton, {},
+                          view->visualRect(view->model()->index(1, 3)).center());
+        QMenu* popup = window->Context_Menu("mnu_popup");
+        QTRY_VERIFY(popup->isVisible());
+        QVERIFY(!window->Menu_Action("mnu_popup_user_stat")->isEnabled());
+        QVERIFY(!window->Menu_Action("mnu_popup_sell")->isEnabled());
+        QVERIFY(window->Menu_Action("mnu_set_curr_date_sell")->isEnabled());
+        popup->close();
+
+        // A second opening brings the same window forward.
+        window->Model().tbToolBar_ButtonClick("Продажа таллонов");
+        QCOMPARE(window->Mdi_Area()->subWindowList().size(), 1);
+
+        // Closing unloads: out of the registry, the sort menu gone.
+        sub->close();
+        QCoreApplication::processEvents();
+        QVERIFY(browsers.Buyer() == nullptr);
+        QVERIFY(!window->Top_Menu_Of("mnu_sort")->menuAction()->isVisible());
+        QVERIFY(!State().Buyer_Browser_Open);
+    }
+
+    void workingDatePickerRefreshesTheOpenBuyerBrowser() {
+        window->Model().Menu_Click("mnu_Sell_Tickets");
+        QCoreApplication::processEvents();
+        QMdiSubWindow* sub = Window_Titled(Sell_Ticets::Caption);
+        QVERIFY(sub != nullptr);
+        auto* label = sub->findChild<QLabel*>("Label1");
+        QVERIFY(label != nullptr);
+        QCOMPARE(label->text(), QString("Текущая дата: 23.11.2026"));
+
+        Calendar_Single picker(State(), *ui, clock, nullptr, &browsers);
+        picker.Form_Load();
+        picker.Calendar1.value = Date_Serial(2026, 11, 20);
+        picker.Command1_Click();
+        QTRY_COMPARE(label->text(), QString("На текущую дату: 20.11.2026"));
+    }
+
+    void stationBrowserOpensFromTheToolbar() {
+        window->Model().tbToolBar_ButtonClick("Списание таллонов");
+        QCoreApplication::processEvents();
+        QMdiSubWindow* sub = Window_Titled(Resolve_Tickets::Caption);
+        QVERIFY(sub != nullptr);
+        QVERIFY(browsers.Station() != nullptr);
+        QVERIFY(Sort_Shown());
+        window->Model().Menu_Click("mnu_Shop_Cur_date");
+        QCOMPARE(window->Mdi_Area()->subWindowList().size(), 1);
+    }
+};
+
+TD_QTEST_MAIN(Browser_Views_Test)
+#include "browser_views_test.moc"
