@@ -66,4 +66,16 @@ void Even_Out_Columns(Grid& grid, int grid_width, int first_data_col, User_Setti
     Save_Column_Widths(grid, settings, prefix);
 }
 
+Toolbar_Key Toolbar_Key_Of(const std::string& key) {
+    if (key == "exit")
+        return Toolbar_Key::Exit;
+    if (key == "Sort Ascending" || key == "Сортировка по возрастанию")
+        return Toolbar_Key::Sort_Ascending;
+    if (key == "Sort Descending" || key == "Сортировка по убыванию")
+        return Toolbar_Key::Sort_Descending;
+    if (key == "Sum")
+        return Toolbar_Key::Sum;
+    return Toolbar_Key::Other;
+}
+
 } // namespace td

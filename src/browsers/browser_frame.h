@@ -24,6 +24,11 @@ public:
 // What a click on the window's toolbar leads to.
 enum class Toolbar_Result { Done, Close_Window };
 
+// The keys of a browser's toolbar; the sort keys come in two spellings, because the main
+// toolbar passes its own buttons through.
+enum class Toolbar_Key { Exit, Sort_Ascending, Sort_Descending, Sum, Other };
+Toolbar_Key Toolbar_Key_Of(const std::string& key);
+
 // Activation or focus of a browser: the sort menu and buttons come on; stale caches are rebuilt
 // in full ("new", progress "null") and the mark cleared; the progress form is hidden and zeroed;
 // the main window enabled.

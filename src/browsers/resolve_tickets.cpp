@@ -159,14 +159,21 @@ void Resolve_Tickets::Sort_Des() {
 }
 
 Toolbar_Result Resolve_Tickets::Morvo_GLOBAL(const std::string& key) {
-    if (key == "exit")
+    switch (Toolbar_Key_Of(key)) {
+    case Toolbar_Key::Exit:
         return Toolbar_Result::Close_Window;
-    if (key == "Sort Ascending" || key == "Сортировка по возрастанию")
+    case Toolbar_Key::Sort_Ascending:
         Sort_Asc();
-    else if (key == "Sort Descending" || key == "Сортировка по убыванию")
+        break;
+    case Toolbar_Key::Sort_Descending:
         Sort_Des();
-    else if (key == "Sum")
+        break;
+    case Toolbar_Key::Sum:
         Even_Out_Columns(MSFlexGrid1, grid_width_, 1, settings_, Widths_Prefix);
+        break;
+    case Toolbar_Key::Other:
+        break;
+    }
     return Toolbar_Result::Done;
 }
 

@@ -29,7 +29,9 @@ void Cli_Ui::Splash_Caption(const std::string& caption) {
     last_value_ = -1;
 }
 
-void Cli_Ui::Splash_Progress(int value) { Show_Progress(value); }
+void Cli_Ui::Splash_Progress(int value) {
+    Show_Progress(value);
+}
 
 void Cli_Ui::Search_Progress_Show(const std::string& label) {
     if (!label.empty())
@@ -37,9 +39,13 @@ void Cli_Ui::Search_Progress_Show(const std::string& label) {
     last_value_ = -1;
 }
 
-void Cli_Ui::Search_Progress_Set(int value) { Show_Progress(value); }
+void Cli_Ui::Search_Progress_Set(int value) {
+    Show_Progress(value);
+}
 
-void Cli_Ui::Search_Progress_Hide() { End_Progress_Line(); }
+void Cli_Ui::Search_Progress_Hide() {
+    End_Progress_Line();
+}
 
 void Cli_Ui::Show_Progress(int value) {
     if (!terminal_ || value == last_value_)

@@ -2,9 +2,9 @@
 // terminal, the fatal screen is a line and the end of the process.
 #pragma once
 
-#include <string>
-
 #include "core/ports.h"
+
+#include <string>
 
 namespace td {
 

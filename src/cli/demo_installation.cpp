@@ -1,11 +1,11 @@
 #include "cli/demo_installation.h"
 
+#include "storage/header.h"
+#include "storage/record_file.h"
+
 #include <algorithm>
 #include <array>
 #include <random>
-
-#include "storage/header.h"
-#include "storage/record_file.h"
 
 namespace td {
 namespace {
@@ -13,8 +13,8 @@ namespace {
 const std::array<const char*, 4> Town_Names = {"Тула", "Москва", "Калуга", "Рязань"};
 
 const std::array<const char*, 8> Station_Names = {
-    "АЗС №1 Центральная", "АЗС №2 Северная",   "АЗС №3 Южная",      "АЗС №4 Заречная",
-    "АЗС №5 Окружная",    "АЗС №6 Промзона",   "АЗС №7 Привокзальная", "АЗС №8 Трасса М-2"};
+    "АЗС №1 Центральная", "АЗС №2 Северная", "АЗС №3 Южная",         "АЗС №4 Заречная",
+    "АЗС №5 Окружная",    "АЗС №6 Промзона", "АЗС №7 Привокзальная", "АЗС №8 Трасса М-2"};
 
 struct Demo_Fuel {
     const char* name;
@@ -26,17 +26,16 @@ const std::array<Demo_Fuel, 4> Fuels = {
 const std::array<double, 4> User_Volumes = {15, 25, 35, 45};
 
 const std::array<const char*, 8> Group_Names = {
-    "Транспортные предприятия", "Строительные организации", "Торговля",
-    "Сельское хозяйство",       "Бюджетные учреждения",     "Промышленность",
-    "Службы доставки",          "Частные лица"};
+    "Транспортные предприятия", "Строительные организации", "Торговля",        "Сельское хозяйство",
+    "Бюджетные учреждения",     "Промышленность",           "Службы доставки", "Частные лица"};
 
 const std::array<const char*, 4> Legal_Forms = {"ООО", "ЗАО", "ОАО", "ИП"};
 
 const std::array<const char*, 24> Company_Words = {
-    "Ромашка",   "Вектор",     "Альянс",    "Горизонт", "Магистраль", "Северстрой",
-    "Автолайн",  "Техносервис", "Гранит",   "Урожай",   "Меридиан",   "Прогресс",
-    "Спектр",    "Транзит",    "Орион",     "Сибирь",   "Калина",     "Агроресурс",
-    "Стройдор",  "Энергия",    "Логистик",  "Профи",    "Монолит",    "Восход"};
+    "Ромашка",  "Вектор",      "Альянс",   "Горизонт", "Магистраль", "Северстрой",
+    "Автолайн", "Техносервис", "Гранит",   "Урожай",   "Меридиан",   "Прогресс",
+    "Спектр",   "Транзит",     "Орион",    "Сибирь",   "Калина",     "Агроресурс",
+    "Стройдор", "Энергия",     "Логистик", "Профи",    "Монолит",    "Восход"};
 
 std::string Company_Name(int serial) {
     std::string name = Legal_Forms[static_cast<std::size_t>(serial) % Legal_Forms.size()];
@@ -168,13 +167,11 @@ long Write_Demo_Tickets(const std::string& data_folder, const Demo_Options& opti
     std::vector<Ticket_Record> tickets;
     tickets.reserve(static_cast<std::size_t>(options.target_tickets) + 64);
     double first_day = options.today - options.history_days;
-    double batches_per_day = static_cast<double>(options.target_tickets) / 20.0 /
-                             std::max(1, options.history_days);
+    double batches_per_day =
+        static_cast<double>(options.target_tickets) / 20.0 / std::max(1, options.history_days);
     for (double day = first_day; day <= options.today; day += 1) {
-        int batches = static_cast<int>(batches_per_day) + (chance(batches_per_day -
-                                                                   static_cast<int>(batches_per_day))
-                                                               ? 1
-                                                               : 0);
+        int batches = static_cast<int>(batches_per_day) +
+                      (chance(batches_per_day - static_cast<int>(batches_per_day)) ? 1 : 0);
         for (int b = 0; b < batches; ++b) {
             Ticket_Record ticket;
             ticket.Fuel = static_cast<std::uint8_t>(uniform(1, static_cast<int>(Fuels.size())));
@@ -214,7 +211,8 @@ long Write_Demo_Tickets(const std::string& data_folder, const Demo_Options& opti
                         allowed.empty() ? uniform(1, 8)
                                         : allowed[static_cast<std::size_t>(
                                               uniform(0, static_cast<int>(allowed.size()) - 1))];
-                    sold.Real_Volume = chance(0.8) ? sold.Volume : sold.Volume - uniform(1, 4) + 0.5;
+                    sold.Real_Volume =
+                        chance(0.8) ? sold.Volume : sold.Volume - uniform(1, 4) + 0.5;
                 }
                 if (chance(0.01))
                     sold.Deleted = 1;

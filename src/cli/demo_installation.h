@@ -2,11 +2,11 @@
 // ticket history, written through the storage layer.
 #pragma once
 
+#include "storage/records.h"
+
 #include <cstdint>
 #include <string>
 #include <vector>
-
-#include "storage/records.h"
 
 namespace td {
 
@@ -14,9 +14,9 @@ namespace td {
 const char* Default_Settings_Text();
 
 struct Demo_Options {
-    double today = 0;             // the last day of the history (a day number)
-    int history_days = 120;       // how far back the history goes
-    long target_tickets = 4000;   // about how many tickets to sell
+    double today = 0;           // the last day of the history (a day number)
+    int history_days = 120;     // how far back the history goes
+    long target_tickets = 4000; // about how many tickets to sell
     std::uint32_t seed = 20261123;
 };
 

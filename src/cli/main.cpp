@@ -1,17 +1,8 @@
 // tdctl: the headless companion of the desktop program, for administration and scripted tests.
-#include <cmath>
-#include <cstdio>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <optional>
-#include <string>
-#include <vector>
-
 #include "cli/catalogue_verbs.h"
 #include "cli/cli_ui.h"
-#include "cli/session.h"
 #include "cli/demo_installation.h"
+#include "cli/session.h"
 #include "core/dates.h"
 #include "core/numbers.h"
 #include "core/settings.h"
@@ -24,6 +15,15 @@
 #include "storage/header.h"
 #include "storage/record_file.h"
 #include "storage/records.h"
+
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <optional>
+#include <string>
+#include <vector>
 
 namespace fs = std::filesystem;
 
@@ -66,7 +66,8 @@ int Init(const Arguments& args) {
 
     std::string data_folder = args.home + "/data";
     if (args.demo && Folder_Has_Files(data_folder))
-        Fail("init", "the data folder " + data_folder + " already holds files; nothing was changed");
+        Fail("init",
+             "the data folder " + data_folder + " already holds files; nothing was changed");
 
     {
         std::ofstream out(ini, std::ios::binary);
@@ -136,13 +137,13 @@ int Verify(const Arguments& args) {
     std::uint64_t size = fs::file_size(database);
     long count = static_cast<long>(header.count);
     long offset = static_cast<long>(header.records_offset);
-    std::uint64_t needed = static_cast<std::uint64_t>(std::max(0L, offset + count)) *
-                           td::Ticket_Record_Size;
-    std::uint64_t present = size > static_cast<std::uint64_t>(offset) * td::Ticket_Record_Size
-                                ? (size - static_cast<std::uint64_t>(offset) *
-                                              td::Ticket_Record_Size) /
-                                      td::Ticket_Record_Size
-                                : 0;
+    std::uint64_t needed =
+        static_cast<std::uint64_t>(std::max(0L, offset + count)) * td::Ticket_Record_Size;
+    std::uint64_t present =
+        size > static_cast<std::uint64_t>(offset) * td::Ticket_Record_Size
+            ? (size - static_cast<std::uint64_t>(offset) * td::Ticket_Record_Size) /
+                  td::Ticket_Record_Size
+            : 0;
 
     std::printf("database: %s\n", database.c_str());
     std::printf("header version: %s\n", header.header_version.c_str());
@@ -160,8 +161,8 @@ int Verify(const Arguments& args) {
     if (!check.checksum_agrees)
         Fail("verify", check.reason.empty() ? "the checksum does not agree" : check.reason);
     if (count < 0 || size < needed)
-        Fail("verify", "the file holds " + std::to_string(present) + " records, the header counts " +
-                           std::to_string(count));
+        Fail("verify", "the file holds " + std::to_string(present) +
+                           " records, the header counts " + std::to_string(count));
     std::printf("ok\n");
     return 0;
 }
@@ -216,8 +217,8 @@ int Totals(const Arguments& args) {
     bool buyers = args.rest[0] == "buyers";
     Session session(args.home);
     td::Program_State& state = session.State();
-    std::string file = state.Path_Of(buyers ? state.settings.Cache_Diff_File
-                                            : state.settings.Cache_Used_File);
+    std::string file =
+        state.Path_Of(buyers ? state.settings.Cache_Diff_File : state.settings.Cache_Used_File);
     td::Record_File totals(file, td::Cache_Record_Size, td::Record_File::Mode::Read_Only);
     std::uint64_t count = totals.Is_Open() ? totals.Record_Count() : 0;
     std::vector<std::uint8_t> block(count * td::Cache_Record_Size);
@@ -257,5 +258,6 @@ int main(int argc, char** argv) {
     if (int code = Run_Catalogue_Verb(args); code >= 0)
         return code;
     std::fputs(Usage, stderr);
-    return args.verb.empty() ? 2 : (std::fprintf(stderr, "unknown verb: %s\n", args.verb.c_str()), 2);
+    return args.verb.empty() ? 2
+                             : (std::fprintf(stderr, "unknown verb: %s\n", args.verb.c_str()), 2);
 }

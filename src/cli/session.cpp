@@ -54,6 +54,8 @@ Session::Session(const std::string& home)
     ui_.Search_Progress_Hide();
 }
 
-void Session::Shutdown() { td::Shutdown(state_, ui_, user_settings_); }
+void Session::Shutdown() {
+    td::Shutdown(state_, ui_, user_settings_);
+}
 
 } // namespace td::cli

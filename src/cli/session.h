@@ -2,15 +2,15 @@
 // the installation as the desktop program does and shuts it down cleanly.
 #pragma once
 
-#include <string>
-#include <vector>
-
 #include "cli/cli_ui.h"
 #include "core/startup.h"
 #include "core/state.h"
 #include "qt/qt_instance_guard.h"
 #include "qt/qt_user_settings.h"
 #include "qt/system_clock.h"
+
+#include <string>
+#include <vector>
 
 namespace td::cli {
 

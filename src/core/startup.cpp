@@ -1,12 +1,5 @@
 #include "core/startup.h"
 
-#include <cerrno>
-#include <cstring>
-#include <dirent.h>
-#include <filesystem>
-#include <optional>
-#include <sys/stat.h>
-
 #include "core/dates.h"
 #include "core/fatal.h"
 #include "core/ports.h"
@@ -18,6 +11,13 @@
 #include "storage/records.h"
 #include "storage/reference.h"
 
+#include <cerrno>
+#include <cstring>
+#include <dirent.h>
+#include <filesystem>
+#include <optional>
+#include <sys/stat.h>
+
 namespace td {
 namespace {
 
@@ -26,7 +26,8 @@ constexpr const char* Error_Source = "Tally_depot";
 // The fatal handler of start-up: the failure's source, "\Main\", its description; "0x" and the
 // number in hexadecimal.
 [[noreturn]] void Startup_Failure(Ui& ui, const std::string& description, long number) {
-    Fatal_Error(ui, std::string(Error_Source) + "\\Main\\" + description, "0x" + Hex_Number(number));
+    Fatal_Error(ui, std::string(Error_Source) + "\\Main\\" + description,
+                "0x" + Hex_Number(number));
     End_Process_Now(ui, 1);
 }
 
@@ -109,11 +110,9 @@ void Main_Startup(Program_State& state, Startup_Ports& ports, const std::string&
 
     // The working date: the stored one, or the machine's when none was ever saved. The clock is
     // not consulted again: books are kept per working day.
-    std::string stored =
-        ports.user_settings.Get(Settings_Application, "Kernel", "Date", "0:00:00");
+    std::string stored = ports.user_settings.Get(Settings_Application, "Kernel", "Date", "0:00:00");
     std::optional<double> stored_date = Parse_Date(stored);
-    state.Current_Date =
-        (stored_date && *stored_date != 0.0) ? *stored_date : ports.clock.Today();
+    state.Current_Date = (stored_date && *stored_date != 0.0) ? *stored_date : ports.clock.Today();
 
     state.System_Date_At_Start = ports.clock.Today();
     state.Sale_Checked = false;
@@ -161,8 +160,7 @@ void Main_Startup(Program_State& state, Startup_Ports& ports, const std::string&
     if (!File_Exists(marker)) {
         Record_File created(marker, 1);
         created.Sync();
-        CreateCacheFile(state, ui, ports.clock, user_cache, "proection", 0, "", database,
-                        "splash");
+        CreateCacheFile(state, ui, ports.clock, user_cache, "proection", 0, "", database, "splash");
     } else {
         ui.Message_Box("Программа была завершена неожиданно.", box::Ok_Only, "");
         CreateCacheFile(state, ui, ports.clock, user_cache, "new", 0, "", database, "splash");

@@ -1,12 +1,12 @@
 // The program-wide state: one copy each, as the system keeps it.
 #pragma once
 
-#include <string>
-#include <vector>
-
 #include "core/settings.h"
 #include "storage/number_index.h"
 #include "storage/records.h"
+
+#include <string>
+#include <vector>
 
 namespace td {
 

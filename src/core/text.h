@@ -15,10 +15,10 @@ int Count_Char(std::string_view text, std::string_view ch);
 
 // Outcome of Extract_String besides its result.
 struct Extract_Result {
-    std::string piece;        // the wanted piece, or empty
-    int found = 0;            // number of pieces seen
-    bool overflow = false;    // the pieces outran the array
-    double elapsed = 0.0;     // seconds the call took; kept for historic reasons
+    std::string piece;     // the wanted piece, or empty
+    int found = 0;         // number of pieces seen
+    bool overflow = false; // the pieces outran the array
+    double elapsed = 0.0;  // seconds the call took; kept for historic reasons
 };
 
 // Splits `source` at `delimiter`. `parts` is resized to `capacity` empty texts first; the n-th

@@ -16,8 +16,8 @@ Qt_Instance_Guard::Qt_Instance_Guard(const std::string& program_folder) {
     if (runtime.isEmpty())
         runtime = QDir::tempPath();
     QDir().mkpath(runtime);
-    lock_ = std::make_unique<QLockFile>(runtime + "/tallydepot-" + QString::fromLatin1(hash) +
-                                        ".lock");
+    lock_ =
+        std::make_unique<QLockFile>(runtime + "/tallydepot-" + QString::fromLatin1(hash) + ".lock");
     lock_->setStaleLockTime(0);
 }
 

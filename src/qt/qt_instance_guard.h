@@ -2,10 +2,10 @@
 // program's folder. A crashed run never blocks the next start: the lock is stale at once.
 #pragma once
 
+#include "core/ports.h"
+
 #include <memory>
 #include <string>
-
-#include "core/ports.h"
 
 class QLockFile;
 

@@ -1,8 +1,8 @@
 #include "system_clock.h"
 
-#include <QDateTime>
-
 #include "core/dates.h"
+
+#include <QDateTime>
 
 namespace td {
 

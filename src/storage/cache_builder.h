@@ -24,9 +24,9 @@ Progress_Target Parse_Progress_Target(std::string_view target);
 // always did. With a target other than "splash" the progress form stays shown and the main window
 // disabled at the end: the caller hides the one and enables the other.
 std::string CreateCacheFile(Program_State& state, Ui& ui, Clock& clock,
-                            const std::string& user_cache_file, std::string_view mode,
-                            long company, const std::string& name,
-                            const std::string& database_file, std::string_view target);
+                            const std::string& user_cache_file, std::string_view mode, long company,
+                            const std::string& name, const std::string& database_file,
+                            std::string_view target);
 
 // Writes Z_Header (mark and count) at record 1 of the index file of fuels 1..8 and volumes
 // 10, 20, ... 100, creating the files that are missing.
@@ -39,9 +39,8 @@ std::string CreateCacheFileForRequest(Program_State& state, Ui& ui, Clock& clock
 
 // Rebuilds the station totals (Cache_Used) for a period: litres drawn within it.
 std::string CreateCacheFileForRange(Program_State& state, Ui& ui, Clock& clock,
-                                    const std::string& cache_file, double date_from,
-                                    double date_to, const std::string& database_file,
-                                    std::string_view target);
+                                    const std::string& cache_file, double date_from, double date_to,
+                                    const std::string& database_file, std::string_view target);
 
 // Name of the work file of defragmentation, in the data folder.
 inline constexpr const char* Defrag_Work_File = "$Defrag$.bin";

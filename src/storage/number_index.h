@@ -2,12 +2,12 @@
 // number and record position, so that a number can be found without reading the database.
 #pragma once
 
+#include "storage/records.h"
+
 #include <array>
 #include <cstdint>
 #include <string>
 #include <vector>
-
-#include "storage/records.h"
 
 namespace td {
 

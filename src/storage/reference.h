@@ -1,10 +1,10 @@
 // The reference files: towns, companies, stations, fuel grades, user volumes.
 #pragma once
 
+#include "storage/records.h"
+
 #include <string>
 #include <vector>
-
-#include "storage/records.h"
 
 namespace td {
 

@@ -1,4 +1,5 @@
 // Black-box runs of the catalogue verbs of tdctl on temporary demo installations.
+#include "cli/tdctl_runner.h"
 #include "support/temp_folder.h"
 
 #include <algorithm>
@@ -10,27 +11,9 @@
 
 namespace {
 
+using td::test::Run_Result;
+using td::test::Run_Tdctl;
 using td::test::Temp_Folder;
-
-struct Run_Result {
-    int exit_code = -1;
-    std::string out;
-    std::string err;
-};
-
-// Runs tdctl with its own settings store in `config`, so the user's own store is never touched.
-Run_Result Run_Tdctl(const std::string& arguments, const Temp_Folder& config) {
-    Temp_Folder capture;
-    std::string command = "XDG_CONFIG_HOME='" + config.Path() + "' XDG_RUNTIME_DIR='" +
-                          config.Path() + "' " + TDCTL_PATH + " " + arguments + " >'" +
-                          capture.File("out") + "' 2>'" + capture.File("err") + "'";
-    int status = std::system(command.c_str());
-    Run_Result result;
-    result.exit_code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    result.out = capture.Read("out");
-    result.err = capture.Read("err");
-    return result;
-}
 
 double F64_At(const std::string& bytes, std::size_t at) {
     double value = 0;

@@ -1,39 +1,21 @@
 // Black-box runs of tdctl on temporary installations.
-#include <gtest/gtest.h>
+#include "cli/tdctl_runner.h"
+#include "support/temp_folder.h"
 
 #include <algorithm>
 #include <array>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <gtest/gtest.h>
 #include <string>
 #include <sys/wait.h>
 
-#include "support/temp_folder.h"
-
 namespace {
 
+using td::test::Run_Result;
+using td::test::Run_Tdctl;
 using td::test::Temp_Folder;
-
-struct Run_Result {
-    int exit_code = -1;
-    std::string out;
-    std::string err;
-};
-
-// Runs tdctl with its own settings store in `config`, so the user's own store is never touched.
-Run_Result Run_Tdctl(const std::string& arguments, const Temp_Folder& config) {
-    Temp_Folder capture;
-    std::string command = "XDG_CONFIG_HOME='" + config.Path() + "' XDG_RUNTIME_DIR='" +
-                          config.Path() + "' " + TDCTL_PATH + " " + arguments + " >'" +
-                          capture.File("out") + "' 2>'" + capture.File("err") + "'";
-    int status = std::system(command.c_str());
-    Run_Result result;
-    result.exit_code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    result.out = capture.Read("out");
-    result.err = capture.Read("err");
-    return result;
-}
 
 TEST(Tdctl, InitWritesSettingsAndRefusesToOverwrite) {
     Temp_Folder config;
@@ -60,8 +42,8 @@ TEST(Tdctl, DemoInstallationVerifies) {
     Temp_Folder home;
     Run_Result init = Run_Tdctl("init --demo --home " + home.Path(), config);
     ASSERT_EQ(init.exit_code, 0) << init.err;
-    for (const char* file : {"Towns.dat", "Company_Db.dat", "Establishments.dat", "Fuel.dat",
-                             "UsVol.dat", "TD.cdb"})
+    for (const char* file :
+         {"Towns.dat", "Company_Db.dat", "Establishments.dat", "Fuel.dat", "UsVol.dat", "TD.cdb"})
         EXPECT_TRUE(home.Exists(std::string("data/") + file)) << file;
 
     Run_Result verify = Run_Tdctl("verify --home " + home.Path(), config);
@@ -125,10 +107,10 @@ TEST(Tdctl, MissingSettingsFileTakesTheFatalPath) {
 
 // ---- Verbs that start the installation ----------------------------------------------------
 
+#include "qt/qt_instance_guard.h"
+
 #include <filesystem>
 #include <sstream>
-
-#include "qt/qt_instance_guard.h"
 
 namespace {
 

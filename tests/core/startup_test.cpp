@@ -1,9 +1,4 @@
 // Start-up and shutdown on temporary installations, judged by what they leave on disk.
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <filesystem>
-
 #include "core/dates.h"
 #include "core/startup.h"
 #include "core/state.h"
@@ -12,6 +7,10 @@
 #include "storage/records.h"
 #include "support/fakes.h"
 #include "support/temp_folder.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <gtest/gtest.h>
 
 namespace {
 
@@ -63,10 +62,10 @@ TEST_F(Startup, FirstRunWithOnlySettingsFile) {
     Start();
 
     // The three warnings, in a row, and no word of an unexpected end.
-    EXPECT_EQ(ui.Box_Texts(), (std::vector<std::string>{
-                                  "Error, no towns defined in database!",
-                                  "Error, no companys defined in database!",
-                                  "Error, no establishments defined in database!"}));
+    EXPECT_EQ(ui.Box_Texts(),
+              (std::vector<std::string>{"Error, no towns defined in database!",
+                                        "Error, no companys defined in database!",
+                                        "Error, no establishments defined in database!"}));
     EXPECT_EQ(ui.splash_captions,
               (std::vector<std::string>{"Загрузка настроек", "Индексация базы данных",
                                         "Загрузка завершена"}));

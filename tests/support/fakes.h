@@ -1,14 +1,14 @@
 // Scriptable fakes of the ports, so that screens and operations run headless in tests.
 #pragma once
 
+#include "core/ports.h"
+
 #include <deque>
 #include <map>
 #include <stdexcept>
 #include <string>
 #include <tuple>
 #include <vector>
-
-#include "core/ports.h"
 
 namespace td::test {
 
