@@ -206,7 +206,9 @@ void BM_Raw_Request(benchmark::State& bs, long n) {
     Record(bs, n, "raw_request", times);
 }
 
-// Sizing the ticket table on fresh memory, as a pass at start-up does before its first ticket.
+// Sizing the ticket table, as a pass does before its first ticket. From a few tens of megabytes on,
+// the allocator takes the memory fresh from the system each time, as a process at start-up does;
+// a smaller table may reuse memory freed by the previous iteration and so come out cheaper.
 void BM_Table_Alloc(benchmark::State& bs, long n) {
     Samples times;
     for (auto _ : bs) {
