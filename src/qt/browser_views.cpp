@@ -59,7 +59,11 @@ template <typename Model> class Browser_Window : public QWidget {
 public:
     Browser_Window(Browser_Controller& controller, std::unique_ptr<Model> model);
     ~Browser_Window() override {
-        delete view_; // the view lets go of the grid it shows
+        // The view lets go of the grid it shows. The event filter must not look at the view
+        // while it is being taken apart.
+        Qt_Grid_View* view = view_;
+        view_ = nullptr;
+        delete view;
     }
 
     Model& model() { return *model_; }
@@ -212,6 +216,8 @@ template <typename Model> void Browser_Window<Model>::resizeEvent(QResizeEvent* 
 }
 
 template <typename Model> bool Browser_Window<Model>::eventFilter(QObject* watched, QEvent* event) {
+    if (view_ == nullptr)
+        return QWidget::eventFilter(watched, event);
     if (watched == label_ && event->type() == QEvent::MouseButtonDblClick) {
         controller_.Working_Date();
         return true;
