@@ -152,38 +152,30 @@ Qt_MDI_Form::~Qt_MDI_Form() {
     model_.On_Change({});
 }
 
+void Qt_MDI_Form::Fill_Menu(QMenu* menu, const std::vector<Menu_Item>& items) {
+    for (const Menu_Item& item : items) {
+        QAction* action = item.separator ? menu->addSeparator() : menu->addAction(Q(item.caption));
+        action->setObjectName(Q(item.name));
+        actions_[item.name] = action;
+        if (!item.separator) {
+            std::string name = item.name;
+            connect(action, &QAction::triggered, this, [this, name] { model_.Menu_Click(name); });
+        }
+    }
+}
+
 void Qt_MDI_Form::Build_Menus() {
     for (const Top_Menu& top : model_.Menus()) {
         QMenu* menu = menuBar()->addMenu(Q(top.caption));
         menu->setObjectName(Q(top.name));
         menus_[top.name] = menu;
-        for (const Menu_Item& item : top.items) {
-            QAction* action =
-                item.separator ? menu->addSeparator() : menu->addAction(Q(item.caption));
-            action->setObjectName(Q(item.name));
-            actions_[item.name] = action;
-            if (!item.separator) {
-                std::string name = item.name;
-                connect(action, &QAction::triggered, this,
-                        [this, name] { model_.Menu_Click(name); });
-            }
-        }
+        Fill_Menu(menu, top.items);
     }
     for (const td::Context_Menu& popup : model_.Context_Menus()) {
         auto* menu = new QMenu(this);
         menu->setObjectName(Q(popup.name));
         context_menus_[popup.name] = menu;
-        for (const Menu_Item& item : popup.items) {
-            QAction* action =
-                item.separator ? menu->addSeparator() : menu->addAction(Q(item.caption));
-            action->setObjectName(Q(item.name));
-            actions_[item.name] = action;
-            if (!item.separator) {
-                std::string name = item.name;
-                connect(action, &QAction::triggered, this,
-                        [this, name] { model_.Menu_Click(name); });
-            }
-        }
+        Fill_Menu(menu, popup.items);
     }
 }
 

@@ -62,6 +62,8 @@ protected:
 
 private:
     void Build_Menus();
+    // Adds the entries of one menu, each dispatched to the model by its name.
+    void Fill_Menu(QMenu* menu, const std::vector<Menu_Item>& items);
     void Build_Toolbar();
     void Update_From_Model();
     void Open_Dialog(QDialog* dialog);
