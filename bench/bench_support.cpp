@@ -100,7 +100,7 @@ bool Open_Installation(Program_State& state, Ui& ui, const std::string& home, st
 
 void Forget_Derived_State(Program_State& state) {
     state.Z_Counts.Clear();
-    std::vector<Ticket_Record>().swap(state.Ticket_Table);
+    state.Ticket_Table.Release();
     Remove_Number_Index_Files(state.Data_Folder);
 }
 

@@ -2,7 +2,6 @@
 
 #include <cmath>
 #include <cstdio>
-#include <tuple>
 
 namespace td {
 namespace {
@@ -32,10 +31,6 @@ Calendar_Day Civil_From_Days(long long z) {
 }
 
 const long long Day_Zero = Days_From_Civil(1899, 12, 30);
-
-// Day numbers read from a damaged record can hold anything: keep the arithmetic defined by
-// holding them to about two million years either side.
-constexpr double Day_Limit = 800'000'000.0;
 
 bool Is_Digit(char c) {
     return c >= '0' && c <= '9';
@@ -94,27 +89,15 @@ double Date_Serial(int year, int month, int day) {
 }
 
 Calendar_Day Date_Parts(double date) {
-    if (std::isnan(date))
-        return {};
-    if (date > Day_Limit)
-        date = Day_Limit;
-    if (date < -Day_Limit)
-        date = -Day_Limit;
-    // The whole part toward zero is the day: before 30.12.1899 the fraction still counts forward
-    // as time of day (-1.25 is 29.12.1899, 6:00).
-    return Civil_From_Days(static_cast<long long>(std::trunc(date)) + Day_Zero);
+    return Civil_From_Days(Day_Of(date) + Day_Zero);
 }
 
 bool Date_Before(double a, double b) {
-    Calendar_Day x = Date_Parts(a);
-    Calendar_Day y = Date_Parts(b);
-    return std::tie(x.year, x.month, x.day) < std::tie(y.year, y.month, y.day);
+    return Day_Of(a) < Day_Of(b);
 }
 
 bool Date_Not_After(double a, double b) {
-    Calendar_Day x = Date_Parts(a);
-    Calendar_Day y = Date_Parts(b);
-    return std::tie(x.year, x.month, x.day) <= std::tie(y.year, y.month, y.day);
+    return Day_Of(a) <= Day_Of(b);
 }
 
 std::string Format_Date(double date) {

@@ -4,6 +4,7 @@
 #include "core/settings.h"
 #include "storage/number_index.h"
 #include "storage/records.h"
+#include "storage/ticket_array.h"
 
 #include <string>
 #include <vector>
@@ -27,7 +28,7 @@ struct Program_State {
     // Database.
     long Ticket_Count = 0;
     long Records_Offset = 0;
-    std::vector<Ticket_Record> Ticket_Table; // index = position; element 0 unused
+    Ticket_Array Ticket_Table; // index = position; element 0 unused
     std::vector<Company_Record> Company_Table;
     long Company_Count = 1;
     Z_Count_Table Z_Counts;

@@ -37,8 +37,9 @@ std::size_t Block_Tickets = 65536;
 
 namespace {
 
-// Large blocks keep a pass at a few system calls per megabytes instead of one per ticket.
-constexpr long long Scan_Block_Tickets = 65536; // 4.5 MB of tickets
+// Blocks keep a pass at one system call per half a megabyte instead of one per ticket, and small
+// enough that a block is still in the processor's cache when the pass works through it.
+constexpr long long Scan_Block_Tickets = 8192; // 576 KB of tickets
 
 // The header can't hold more than 8 digits; anything above is a damaged header.
 constexpr long long Max_Ticket_Count = 99999999;
@@ -91,9 +92,18 @@ public:
         }
     }
 
+    // The clock is read at most about a thousand times per pass: at millions of tickets a reading
+    // per ticket costs more than the rest of the pass. Up to 1024 tickets it is read per ticket.
     void Note_Time() { last_ = clock_.Seconds_Since_Midnight(); }
+    void Expect_Tickets(long long tickets) {
+        stride_ = std::max(1LL, tickets / 1024);
+        countdown_ = stride_;
+    }
 
     void Tick(long long i, long long denominator) {
+        if (--countdown_ > 0)
+            return;
+        countdown_ = stride_;
         const double now = clock_.Seconds_Since_Midnight();
         if (std::fabs(now - last_) > interval_) {
             last_ = now;
@@ -122,52 +132,53 @@ private:
     Progress_Target target_;
     double interval_;
     double last_ = 0.0;
+    long long stride_ = 1;
+    long long countdown_ = 1;
 };
 
-// Reads tickets 1..count in large blocks. A ticket whose record can't be read comes back null:
-// the pass then keeps the previous content of its working record, as a failed read leaves it.
+// Reads tickets first..first+count-1 into `out`. A ticket whose record can't be read (an I/O
+// error, or a record number below 1 under an odd offset) gets `previous`: the pass keeps the
+// previous content of its working record, as a failed read leaves it.
+void Read_Tickets(const Record_File& file, long long offset, long long first, long long count,
+                  Ticket_Record* out, const Ticket_Record& previous) {
+    // Record numbers start at 1; with an odd offset the first tickets have none.
+    const long long readable_from = std::clamp(1 - offset, first, first + count);
+    const long long end = first + count;
+    bool ok = true;
+    if (readable_from < end)
+        ok = file.Read_Block(static_cast<std::uint64_t>(readable_from + offset),
+                             static_cast<std::uint64_t>(end - readable_from),
+                             reinterpret_cast<std::uint8_t*>(out + (readable_from - first)));
+    std::fill(out, out + (ok ? readable_from - first : count), previous);
+}
+
+// Reads tickets 1..count in blocks for the passes that keep no table.
 class Ticket_Scanner {
 public:
     Ticket_Scanner(const Record_File& file, long long offset, long long count)
-        : file_(file), offset_(offset), count_(count) {
-        buffer_.resize(static_cast<std::size_t>(std::clamp(count, 0LL, Scan_Block_Tickets)) *
-                       Ticket_Record_Size);
-    }
+        : file_(file), offset_(offset), count_(count),
+          buffer_(static_cast<std::size_t>(std::clamp(count, 0LL, Scan_Block_Tickets))) {}
 
-    const std::uint8_t* Get(long long i) {
-        if (i < 1 || i > count_)
-            return nullptr;
+    const Ticket_Record& Get(long long i) {
         if (i < first_ || i >= first_ + loaded_)
             Load(i);
-        if (!ok_ || i < readable_from_)
-            return nullptr;
-        return buffer_.data() + static_cast<std::size_t>(i - first_) * Ticket_Record_Size;
+        return buffer_[static_cast<std::size_t>(i - first_)];
     }
 
 private:
     void Load(long long i) {
+        const Ticket_Record previous = loaded_ > 0 ? buffer_[loaded_ - 1] : Ticket_Record{};
         first_ = i;
         loaded_ = std::min(Scan_Block_Tickets, count_ - i + 1);
-        // Record numbers start at 1; with an odd offset the first tickets have none.
-        readable_from_ = std::max(i, 1 - offset_);
-        ok_ = true;
-        const long long end = first_ + loaded_;
-        if (readable_from_ < end)
-            ok_ = file_.Read_Block(static_cast<std::uint64_t>(readable_from_ + offset_),
-                                   static_cast<std::uint64_t>(end - readable_from_),
-                                   buffer_.data() +
-                                       static_cast<std::size_t>(readable_from_ - first_) *
-                                           Ticket_Record_Size);
+        Read_Tickets(file_, offset_, first_, loaded_, buffer_.data(), previous);
     }
 
     const Record_File& file_;
     long long offset_;
     long long count_;
-    std::vector<std::uint8_t> buffer_;
+    std::vector<Ticket_Record> buffer_;
     long long first_ = 0;
     long long loaded_ = 0;
-    long long readable_from_ = 0;
-    bool ok_ = false;
 };
 
 // The number index entries of one pass, kept per pair and written at the end, each file once, at
@@ -182,18 +193,33 @@ public:
         };
         std::vector<Run> runs;
 
-        void Add(std::int64_t record, const Z_Record& entry) {
+        void Add(std::int64_t record, const Ticket_Record& ticket, std::int32_t record_no) {
             if (runs.empty() || runs.back().first + static_cast<std::int64_t>(
                                                         runs.back().bytes.size() / Z_Record_Size) !=
                                     record)
                 runs.push_back({record, {}});
             auto& bytes = runs.back().bytes;
             bytes.resize(bytes.size() + Z_Record_Size);
-            Encode(entry, bytes.data() + bytes.size() - Z_Record_Size);
+            std::uint8_t* entry = bytes.data() + bytes.size() - Z_Record_Size;
+            // A Z_Record: the number, the record, the two marks.
+            std::memcpy(entry, ticket.Serial.data(), ticket.Serial.size());
+            bytes::Put_I32(entry + 6, record_no);
+            entry[10] = ticket.Used;
+            entry[11] = ticket.Deleted;
         }
     };
 
-    Pair_Entries& Open(int fuel, int volume) { return pairs_[{fuel, volume}]; }
+    // The pair's entries. Pairs inside the count table are found by position, since with a
+    // realistic mix the pair changes at nearly every ticket; any other pair through the map.
+    Pair_Entries& Open(int fuel, int volume) {
+        if (!Z_Count_Table::In_Bounds(fuel, volume))
+            return pairs_[{fuel, volume}];
+        Pair_Entries*& slot =
+            by_position_[static_cast<std::size_t>(fuel * (Max_Volume + 1) + volume)];
+        if (slot == nullptr)
+            slot = &pairs_[{fuel, volume}];
+        return *slot;
+    }
 
     void Write(const Program_State& state) {
         for (const auto& [pair, entries] : pairs_) {
@@ -205,7 +231,9 @@ public:
     }
 
 private:
-    std::map<std::pair<int, int>, Pair_Entries> pairs_;
+    std::map<std::pair<int, int>, Pair_Entries> pairs_; // map nodes stay where they are
+    std::vector<Pair_Entries*> by_position_ =
+        std::vector<Pair_Entries*>((Max_Fuel + 1) * (Max_Volume + 1), nullptr);
 };
 
 // Companies already in the user cache, in the order of their first ticket. Numbers of the company
@@ -314,16 +342,21 @@ void Rebuild(Program_State& state, Ui& ui, Clock& clock, const std::string& user
     }
     const long long n = extent.count;
     const long long offset = extent.offset;
+    progress.Expect_Tickets(n);
     if (n > Max_Ticket_Count || n + offset > std::numeric_limits<std::int32_t>::max()) {
         Fatal_Error(ui, fatal_site::Cache_Module, fatal_site::Cache_Code);
         return;
     }
     try {
-        state.Ticket_Table.assign(static_cast<std::size_t>(n) + 1, Ticket_Record{});
+        // Every element is overwritten below: the table is read straight from the database.
+        state.Ticket_Table.clear();
+        state.Ticket_Table.Resize_For_Overwrite(static_cast<std::size_t>(n) + 1);
     } catch (const std::exception&) {
         Fatal_Error(ui, fatal_site::Cache_Module, fatal_site::Cache_Code);
         return;
     }
+    Ticket_Record* const table = state.Ticket_Table.data();
+    table[0] = Ticket_Record{};
 
     // From here on every statement fends for itself: a bad value skips its own update only.
     const std::string diff_path = state.Path_Of(state.settings.Cache_Diff_File);
@@ -344,56 +377,56 @@ void Rebuild(Program_State& state, Ui& ui, Clock& clock, const std::string& user
     Totals station_totals(full ? Max_Station_Totals + 1 : 0);
     Seen_Companies seen;
     std::vector<std::uint8_t> user_records;
-    // The working records of the pass: a failed read leaves their previous content.
-    Ticket_Record ticket;
     std::array<std::uint8_t, Company_Record_Size> company_raw{};
+    const long long current_day = Day_Of(state.Current_Date);
 
     Index_Batch index;
     int current_fuel = 0, current_volume = 0;
     Index_Batch::Pair_Entries* current = nullptr; // the pair (0, 0) starts with no file open
 
-    Ticket_Scanner scanner(database, offset, n);
-    for (long long i = 1; i <= n; ++i) {
-        if (const std::uint8_t* raw = scanner.Get(i))
-            ticket = Decode_Ticket(raw);
-        state.Ticket_Table[static_cast<std::size_t>(i)] = ticket;
+    for (long long first = 1; first <= n; first += Scan_Block_Tickets) {
+        const long long count = std::min(Scan_Block_Tickets, n - first + 1);
+        Read_Tickets(database, offset, first, count, table + first, table[first - 1]);
+        for (long long i = first; i < first + count; ++i) {
+            const Ticket_Record& ticket = table[i];
+            const int fuel = ticket.Fuel;
+            const std::int32_t volume = ticket.Volume;
 
-        const bool counted = state.Z_Counts.Increment(ticket.Fuel, ticket.Volume);
-        Z_Record entry;
-        entry.Serial = ticket.Serial;
-        entry.Record_No = static_cast<std::int32_t>(i + offset);
-        entry.Used = ticket.Used;
-        entry.Deleted = ticket.Deleted;
-        if (ticket.Fuel != current_fuel || ticket.Volume != current_volume) {
-            current_fuel = ticket.Fuel;
-            current_volume = ticket.Volume;
-            current = &index.Open(current_fuel, current_volume);
-        }
-        if (counted && current != nullptr)
-            current->Add(state.Z_Counts.Get(ticket.Fuel, ticket.Volume) + 1, entry);
+            const bool counted = state.Z_Counts.Increment(fuel, volume);
+            if (fuel != current_fuel || volume != current_volume) {
+                current_fuel = fuel;
+                current_volume = volume;
+                current = &index.Open(current_fuel, current_volume);
+            }
+            if (counted && current != nullptr)
+                current->Add(state.Z_Counts.Get(fuel, volume) + 1, ticket,
+                             static_cast<std::int32_t>(i + offset));
 
-        if (full) {
-            const bool sold_by_now = Date_Not_After(ticket.Sell_Date, state.Current_Date);
-            if (ticket.Deleted == 0 && sold_by_now) {
-                if (ticket.Used == 0)
-                    Add_Total(company_totals, ticket.Company, ticket.Fuel, ticket.Volume);
-                else if (ticket.Validation_Date == state.Current_Date)
-                    Add_Total(station_totals, ticket.Establishment, ticket.Fuel,
-                              ticket.Real_Volume);
+            if (full) {
+                const bool sold_by_now = Day_Of(ticket.Sell_Date) <= current_day;
+                const std::int32_t company = ticket.Company;
+                if (ticket.Deleted == 0 && sold_by_now) {
+                    if (ticket.Used == 0)
+                        Add_Total(company_totals, company, fuel, volume);
+                    else if (ticket.Validation_Date == state.Current_Date)
+                        Add_Total(station_totals, ticket.Establishment, fuel, ticket.Real_Volume);
+                }
+                if (sold_by_now && company != 0 && !seen.Contains(company)) {
+                    if (company >= 1)
+                        companies.Read(static_cast<std::uint64_t>(company), company_raw.data());
+                    std::array<std::uint8_t, Cache_User_Record_Size> record{};
+                    bytes::Put_U8(record.data(), 1);
+                    bytes::Put_I32(record.data() + 1, company);
+                    // The first 27 characters of the name, byte for byte as the company file has
+                    // them.
+                    std::memcpy(record.data() + 5, company_raw.data() + 21,
+                                Cache_User_Record_Size - 5);
+                    user_records.insert(user_records.end(), record.begin(), record.end());
+                    seen.Insert(company);
+                }
             }
-            if (!seen.Contains(ticket.Company) && sold_by_now && ticket.Company != 0) {
-                if (ticket.Company >= 1)
-                    companies.Read(static_cast<std::uint64_t>(ticket.Company), company_raw.data());
-                std::array<std::uint8_t, Cache_User_Record_Size> record{};
-                bytes::Put_U8(record.data(), 1);
-                bytes::Put_I32(record.data() + 1, ticket.Company);
-                // The first 27 characters of the name, byte for byte as the company file has them.
-                std::memcpy(record.data() + 5, company_raw.data() + 21, Cache_User_Record_Size - 5);
-                user_records.insert(user_records.end(), record.begin(), record.end());
-                seen.Insert(ticket.Company);
-            }
+            progress.Tick(i, n);
         }
-        progress.Tick(i, n);
     }
 
     index.Write(state);
@@ -440,13 +473,11 @@ void Dated_Totals(Program_State& state, Ui& ui, Clock& clock, const std::string&
     if (open_companies)
         Open_Creating(state.Path_Of(state.settings.Company_File), Company_Record_Size);
 
-    Ticket_Record ticket;
     Ticket_Scanner scanner(database, extent.offset, n);
+    progress.Expect_Tickets(n);
     long long i = 1;
     for (; i <= n; ++i) {
-        if (const std::uint8_t* raw = scanner.Get(i))
-            ticket = Decode_Ticket(raw);
-        add(totals, ticket);
+        add(totals, scanner.Get(i));
         progress.Tick(i, n + 1);
     }
 
@@ -534,6 +565,7 @@ bool Compact_Database(Program_State& state, Ui& ui, Clock& clock, const std::str
 
     Pass_Progress progress(ui, clock, Progress_Target::Form, 0.5);
     progress.Note_Time();
+    progress.Expect_Tickets(n);
     const long long block =
         static_cast<long long>(std::max<std::size_t>(defrag_hook::Block_Tickets, 1));
     std::vector<std::uint8_t> in(static_cast<std::size_t>(std::clamp(n, 0LL, block)) *
@@ -650,8 +682,8 @@ std::string CreateCacheFileForRequest(Program_State& state, Ui& ui, Clock& clock
     (void)cache_file; // the file of the setting is the one rebuilt, whatever is passed
     Dated_Totals(state, ui, clock, database_file, target, state.settings.Cache_Diff_File,
                  Max_Companies, true, fatal_site::Request_Module, fatal_site::Request_Code,
-                 [date](Totals& totals, const Ticket_Record& ticket) {
-                     if (ticket.Deleted != 0 || !Date_Not_After(ticket.Sell_Date, date))
+                 [day = Day_Of(date)](Totals& totals, const Ticket_Record& ticket) {
+                     if (ticket.Deleted != 0 || Day_Of(ticket.Sell_Date) > day)
                          return;
                      if (ticket.Used != 0)
                          return;
@@ -666,14 +698,15 @@ std::string CreateCacheFileForRange(Program_State& state, Ui& ui, Clock& clock,
     (void)cache_file; // the file of the setting is the one rebuilt, whatever is passed
     Dated_Totals(state, ui, clock, database_file, target, state.settings.Cache_Used_File,
                  Max_Station_Totals, false, fatal_site::Range_Module, fatal_site::Range_Code,
-                 [date_from, date_to](Totals& totals, const Ticket_Record& ticket) {
+                 [from = Day_Of(date_from), to = Day_Of(date_to)](Totals& totals,
+                                                                  const Ticket_Record& ticket) {
                      // Less than a hundredth of a litre drawn counts as nothing drawn.
                      if (std::floor(100.0 * ticket.Real_Volume) == 0.0)
                          return;
                      if (ticket.Deleted != 0 || ticket.Used == 0)
                          return;
-                     if (!Date_Not_After(ticket.Validation_Date, date_to) ||
-                         !Date_Not_After(date_from, ticket.Validation_Date))
+                     const long long validated = Day_Of(ticket.Validation_Date);
+                     if (validated > to || validated < from)
                          return;
                      Add_Total(totals, ticket.Establishment, ticket.Fuel, ticket.Real_Volume);
                  });

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cstddef>
 #include <cstring>
 
 namespace td {
@@ -83,45 +84,28 @@ void Ticket_Record::Set_Serial(const std::string& text) {
 
 // ---- Ticket_Record ---------------------------------------------------------------------------
 
+// The offsets below are the disk layout; the packed struct must match them field by field.
+static_assert(offsetof(Ticket_Record, Used) == 0 && offsetof(Ticket_Record, Deleted) == 1 &&
+              offsetof(Ticket_Record, Multiuse) == 2 && offsetof(Ticket_Record, Fuel) == 3 &&
+              offsetof(Ticket_Record, Volume) == 4 && offsetof(Ticket_Record, Real_Volume) == 8 &&
+              offsetof(Ticket_Record, Serial) == 16 && offsetof(Ticket_Record, Company) == 22 &&
+              offsetof(Ticket_Record, Sale_Mark) == 26 &&
+              offsetof(Ticket_Record, Establishment) == 30 &&
+              offsetof(Ticket_Record, Date_Limits) == 34 &&
+              offsetof(Ticket_Record, Establishment_Limits) == 35 &&
+              offsetof(Ticket_Record, Sell_Date) == 36 &&
+              offsetof(Ticket_Record, Validation_Date) == 44 &&
+              offsetof(Ticket_Record, Valid_From) == 52 &&
+              offsetof(Ticket_Record, Expire_Date) == 60 &&
+              offsetof(Ticket_Record, Establishments_Mask) == 68);
+
 void Encode(const Ticket_Record& r, std::uint8_t* out) {
-    Put_U8(out + 0, r.Used);
-    Put_U8(out + 1, r.Deleted);
-    Put_U8(out + 2, r.Multiuse);
-    Put_U8(out + 3, r.Fuel);
-    Put_I32(out + 4, r.Volume);
-    Put_F64(out + 8, r.Real_Volume);
-    Put_Raw(out + 16, r.Serial);
-    Put_I32(out + 22, r.Company);
-    Put_I32(out + 26, r.Sale_Mark);
-    Put_I32(out + 30, r.Establishment);
-    Put_U8(out + 34, r.Date_Limits);
-    Put_U8(out + 35, r.Establishment_Limits);
-    Put_F64(out + 36, r.Sell_Date);
-    Put_F64(out + 44, r.Validation_Date);
-    Put_F64(out + 52, r.Valid_From);
-    Put_F64(out + 60, r.Expire_Date);
-    Put_I32(out + 68, r.Establishments_Mask);
+    std::memcpy(out, &r, Ticket_Record_Size);
 }
 
 Ticket_Record Decode_Ticket(const std::uint8_t* in) {
     Ticket_Record r;
-    r.Used = Get_U8(in + 0);
-    r.Deleted = Get_U8(in + 1);
-    r.Multiuse = Get_U8(in + 2);
-    r.Fuel = Get_U8(in + 3);
-    r.Volume = Get_I32(in + 4);
-    r.Real_Volume = Get_F64(in + 8);
-    r.Serial = Get_Raw<6>(in + 16);
-    r.Company = Get_I32(in + 22);
-    r.Sale_Mark = Get_I32(in + 26);
-    r.Establishment = Get_I32(in + 30);
-    r.Date_Limits = Get_U8(in + 34);
-    r.Establishment_Limits = Get_U8(in + 35);
-    r.Sell_Date = Get_F64(in + 36);
-    r.Validation_Date = Get_F64(in + 44);
-    r.Valid_From = Get_F64(in + 52);
-    r.Expire_Date = Get_F64(in + 60);
-    r.Establishments_Mask = Get_I32(in + 68);
+    std::memcpy(&r, in, Ticket_Record_Size);
     return r;
 }
 

@@ -5,13 +5,18 @@
 #pragma once
 
 #include <array>
+#include <bit>
 #include <cstdint>
 #include <string>
+#include <type_traits>
 
 namespace td {
 
 // ---- Ticket_Record: 72 bytes -----------------------------------------------------------------
-struct Ticket_Record {
+// Laid out in memory exactly as on disk (packed, little-endian), so that the ticket table can be
+// read straight from the database in large blocks, and a record is encoded by copying its bytes.
+// A field can't be bound to a non-const reference: copy it out, change it, assign it back.
+struct [[gnu::packed]] Ticket_Record {
     std::uint8_t Used = 0;
     std::uint8_t Deleted = 0;
     std::uint8_t Multiuse = 0;
@@ -34,6 +39,9 @@ struct Ticket_Record {
     void Set_Serial(const std::string& text); // first six bytes, blank-padded
 };
 inline constexpr std::size_t Ticket_Record_Size = 72;
+static_assert(std::endian::native == std::endian::little, "the record layouts are little-endian");
+static_assert(sizeof(Ticket_Record) == Ticket_Record_Size && alignof(Ticket_Record) == 1);
+static_assert(std::is_trivially_copyable_v<Ticket_Record>);
 void Encode(const Ticket_Record& record, std::uint8_t* out);
 Ticket_Record Decode_Ticket(const std::uint8_t* in);
 

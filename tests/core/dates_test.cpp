@@ -81,6 +81,15 @@ TEST(Dates, TimeOfDayNeverChangesTheDay) {
     Expect_Day(-0.5, 1899, 12, 30);
     EXPECT_TRUE(Date_Not_After(-1.75, -1.25));
     EXPECT_TRUE(Date_Before(-1.25, 0));
+    // Damaged records: no date is day 0, and days far out are held to the same bound.
+    EXPECT_TRUE(Date_Not_After(std::nan(""), 0.9));
+    EXPECT_FALSE(Date_Before(std::nan(""), 0.9));
+    EXPECT_TRUE(Date_Before(std::nan(""), 1.0));
+    EXPECT_FALSE(Date_Before(1e300, std::numeric_limits<double>::infinity()));
+    EXPECT_FALSE(Date_Before(-std::numeric_limits<double>::infinity(), -1e15));
+    EXPECT_TRUE(Date_Before(-1e15, 0));
+    EXPECT_EQ(Day_Of(-1.25), -1);
+    EXPECT_EQ(Day_Of(Date_Serial(2024, 5, 17) + 0.999), Day_Of(Date_Serial(2024, 5, 17)));
 }
 
 TEST(Dates, FormatAndParse) {
