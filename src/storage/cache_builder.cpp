@@ -7,9 +7,11 @@
 #include "core/text.h"
 #include "storage/defrag_hook.h"
 #include "storage/header.h"
+#include "storage/huge_memory.h"
 #include "storage/number_index.h"
 #include "storage/record_file.h"
 #include "storage/records.h"
+#include "storage/ticket_reader.h"
 
 #include <algorithm>
 #include <array>
@@ -20,9 +22,11 @@
 #include <fcntl.h>
 #include <limits>
 #include <map>
+#include <memory>
 #include <new>
 #include <stdexcept>
 #include <sys/stat.h>
+#include <tuple>
 #include <unistd.h>
 #include <unordered_set>
 #include <utility>
@@ -36,10 +40,6 @@ std::size_t Block_Tickets = 65536;
 } // namespace defrag_hook
 
 namespace {
-
-// Blocks keep a pass at one system call per half a megabyte instead of one per ticket, and small
-// enough that a block is still in the processor's cache when the pass works through it.
-constexpr long long Scan_Block_Tickets = 8192; // 576 KB of tickets
 
 // The header can't hold more than 8 digits; anything above is a damaged header.
 constexpr long long Max_Ticket_Count = 99999999;
@@ -136,78 +136,72 @@ private:
     long long countdown_ = 1;
 };
 
-// Reads tickets first..first+count-1 into `out`. A ticket whose record can't be read (an I/O
-// error, or a record number below 1 under an odd offset) gets `previous`: the pass keeps the
-// previous content of its working record, as a failed read leaves it.
-void Read_Tickets(const Record_File& file, long long offset, long long first, long long count,
-                  Ticket_Record* out, const Ticket_Record& previous) {
-    // Record numbers start at 1; with an odd offset the first tickets have none.
-    const long long readable_from = std::clamp(1 - offset, first, first + count);
-    const long long end = first + count;
-    bool ok = true;
-    if (readable_from < end)
-        ok = file.Read_Block(static_cast<std::uint64_t>(readable_from + offset),
-                             static_cast<std::uint64_t>(end - readable_from),
-                             reinterpret_cast<std::uint8_t*>(out + (readable_from - first)));
-    std::fill(out, out + (ok ? readable_from - first : count), previous);
-}
-
-// Reads tickets 1..count in blocks for the passes that keep no table.
-class Ticket_Scanner {
-public:
-    Ticket_Scanner(const Record_File& file, long long offset, long long count)
-        : file_(file), offset_(offset), count_(count),
-          buffer_(static_cast<std::size_t>(std::clamp(count, 0LL, Scan_Block_Tickets))) {}
-
-    const Ticket_Record& Get(long long i) {
-        if (i < first_ || i >= first_ + loaded_)
-            Load(i);
-        return buffer_[static_cast<std::size_t>(i - first_)];
-    }
-
-private:
-    void Load(long long i) {
-        const Ticket_Record previous = loaded_ > 0 ? buffer_[loaded_ - 1] : Ticket_Record{};
-        first_ = i;
-        loaded_ = std::min(Scan_Block_Tickets, count_ - i + 1);
-        Read_Tickets(file_, offset_, first_, loaded_, buffer_.data(), previous);
-    }
-
-    const Record_File& file_;
-    long long offset_;
-    long long count_;
-    std::vector<Ticket_Record> buffer_;
-    long long first_ = 0;
-    long long loaded_ = 0;
-};
-
 // The number index entries of one pass, kept per pair and written at the end, each file once, at
 // the record numbers the running counts gave. A pair's file is opened (and so created) as soon as
 // a ticket of it comes, even when its count can't take the entry.
 class Index_Batch {
 public:
+    // Entries are kept in pieces of a fixed size, taken in turn from one block of memory sized for
+    // the whole pass: nothing is copied as a pair grows.
+    static constexpr std::size_t Piece_Entries = 2048;
+    static constexpr std::size_t Piece_Bytes = Piece_Entries * Z_Record_Size;
+
+    class Pieces {
+    public:
+        explicit Pieces(long long tickets) {
+            // At most one entry per ticket, plus a part-filled last piece per pair.
+            const auto pieces = static_cast<std::size_t>(std::max(tickets, 0LL)) / Piece_Entries +
+                                (Max_Fuel + 1) * (Max_Volume + 1) + 1;
+            try {
+                memory_ = Huge_Memory(pieces * Piece_Bytes);
+            } catch (const std::bad_alloc&) {
+                // Pieces then come one by one from the heap.
+            }
+        }
+        std::uint8_t* Take() {
+            if (used_ + Piece_Bytes <= memory_.size()) {
+                std::uint8_t* piece = static_cast<std::uint8_t*>(memory_.data()) + used_;
+                used_ += Piece_Bytes;
+                return piece;
+            }
+            spare_.push_back(std::make_unique<std::uint8_t[]>(Piece_Bytes));
+            return spare_.back().get();
+        }
+
+    private:
+        Huge_Memory memory_;
+        std::size_t used_ = 0;
+        std::vector<std::unique_ptr<std::uint8_t[]>> spare_;
+    };
+
     struct Pair_Entries {
+        // Entries for consecutive index records from `first` on.
         struct Run {
             std::int64_t first = 0;
-            std::vector<std::uint8_t> bytes;
+            std::int64_t count = 0;
+            std::vector<std::uint8_t*> pieces;
         };
         std::vector<Run> runs;
 
-        void Add(std::int64_t record, const Ticket_Record& ticket, std::int32_t record_no) {
-            if (runs.empty() || runs.back().first + static_cast<std::int64_t>(
-                                                        runs.back().bytes.size() / Z_Record_Size) !=
-                                    record)
-                runs.push_back({record, {}});
-            auto& bytes = runs.back().bytes;
-            bytes.resize(bytes.size() + Z_Record_Size);
-            std::uint8_t* entry = bytes.data() + bytes.size() - Z_Record_Size;
+        void Add(Pieces& pieces, std::int64_t record, const Ticket_Record& ticket,
+                 std::int32_t record_no) {
+            if (runs.empty() || runs.back().first + runs.back().count != record)
+                runs.push_back({record, 0, {}});
+            Run& run = runs.back();
+            const auto slot = static_cast<std::size_t>(run.count) % Piece_Entries;
+            if (slot == 0)
+                run.pieces.push_back(pieces.Take());
+            std::uint8_t* entry = run.pieces.back() + slot * Z_Record_Size;
             // A Z_Record: the number, the record, the two marks.
             std::memcpy(entry, ticket.Serial.data(), ticket.Serial.size());
             bytes::Put_I32(entry + 6, record_no);
             entry[10] = ticket.Used;
             entry[11] = ticket.Deleted;
+            ++run.count;
         }
     };
+
+    explicit Index_Batch(long long tickets) : pieces_(tickets) {}
 
     // The pair's entries. Pairs inside the count table are found by position, since with a
     // realistic mix the pair changes at nearly every ticket; any other pair through the map.
@@ -221,16 +215,26 @@ public:
         return *slot;
     }
 
+    void Add(Pair_Entries& pair, std::int64_t record, const Ticket_Record& ticket,
+             std::int32_t record_no) {
+        pair.Add(pieces_, record, ticket, record_no);
+    }
+
     void Write(const Program_State& state) {
         for (const auto& [pair, entries] : pairs_) {
             Record_File file(state.Path_Of(Z_File_Name(pair.first, pair.second)), Z_Record_Size);
             for (const auto& run : entries.runs)
-                file.Write_Block(static_cast<std::uint64_t>(run.first),
-                                 run.bytes.size() / Z_Record_Size, run.bytes.data());
+                for (std::size_t k = 0; k < run.pieces.size(); ++k) {
+                    const auto done = static_cast<std::int64_t>(k * Piece_Entries);
+                    const auto count = std::min<std::int64_t>(Piece_Entries, run.count - done);
+                    file.Write_Block(static_cast<std::uint64_t>(run.first + done),
+                                     static_cast<std::uint64_t>(count), run.pieces[k]);
+                }
         }
     }
 
 private:
+    Pieces pieces_;
     std::map<std::pair<int, int>, Pair_Entries> pairs_; // map nodes stay where they are
     std::vector<Pair_Entries*> by_position_ =
         std::vector<Pair_Entries*>((Max_Fuel + 1) * (Max_Volume + 1), nullptr);
@@ -258,26 +262,40 @@ private:
     std::unordered_set<std::int32_t> others_;
 };
 
-using Totals = std::vector<Cache_Record>; // index = record number; element 0 unused
+// A totals file as it goes to disk: records 1..elements, Cache_Record laid out in bytes, every
+// total starting at 0. Written in one block.
+class Totals {
+public:
+    Totals() = default;
+    explicit Totals(int elements)
+        : elements_(std::max(elements, 0)),
+          bytes_(static_cast<std::size_t>(elements_) * Cache_Record_Size, 0) {}
 
-void Add_Total(Totals& totals, long long element, int fuel, double litres) {
-    if (element < 1 || element >= static_cast<long long>(totals.size()))
-        return;
-    auto& slots = totals[static_cast<std::size_t>(element)].Fuel_Total;
-    if (fuel < 0 || fuel >= static_cast<int>(slots.size()))
-        return;
-    slots[static_cast<std::size_t>(fuel)] += litres;
-}
+    void Add(long long element, int fuel, double litres) {
+        if (element < 1 || element > elements_ || fuel < 0 || fuel >= Fuel_Totals)
+            return;
+        std::uint8_t* at = bytes_.data() +
+                           static_cast<std::size_t>(element - 1) * Cache_Record_Size +
+                           Totals_Offset + static_cast<std::size_t>(fuel) * sizeof(double);
+        double total;
+        std::memcpy(&total, at, sizeof total);
+        total += litres;
+        std::memcpy(at, &total, sizeof total);
+    }
 
-// Writes records 1..size-1 of a totals file in one block.
-void Write_Totals(const std::string& path, const Totals& totals) {
-    const std::size_t count = totals.size() - 1;
-    std::vector<std::uint8_t> bytes(count * Cache_Record_Size);
-    for (std::size_t n = 1; n <= count; ++n)
-        Encode(totals[n], bytes.data() + (n - 1) * Cache_Record_Size);
-    Record_File file(path, Cache_Record_Size);
-    file.Write_Block(1, count, bytes.data());
-}
+    void Write(const std::string& path) const {
+        Record_File file(path, Cache_Record_Size);
+        file.Write_Block(1, static_cast<std::uint64_t>(elements_), bytes_.data());
+    }
+
+private:
+    static constexpr int Fuel_Totals =
+        static_cast<int>(std::tuple_size_v<decltype(Cache_Record::Fuel_Total)>);
+    static constexpr std::size_t Totals_Offset = 4; // behind Cache_Head
+
+    int elements_ = 0;
+    std::vector<std::uint8_t> bytes_;
+};
 
 // Opens a file the way the system's random-access open does, creating it when missing; a file
 // that may only be read is still read.
@@ -373,21 +391,22 @@ void Rebuild(Program_State& state, Ui& ui, Clock& clock, const std::string& user
     Record_File companies =
         Open_Creating(state.Path_Of(state.settings.Company_File), Company_Record_Size);
 
-    Totals company_totals(full ? Max_Companies + 1 : 0);
-    Totals station_totals(full ? Max_Station_Totals + 1 : 0);
+    Totals company_totals(full ? Max_Companies : 0);
+    Totals station_totals(full ? Max_Station_Totals : 0);
     Seen_Companies seen;
     std::vector<std::uint8_t> user_records;
     std::array<std::uint8_t, Company_Record_Size> company_raw{};
     const long long current_day = Day_Of(state.Current_Date);
 
-    Index_Batch index;
+    Index_Batch index(n);
     int current_fuel = 0, current_volume = 0;
     Index_Batch::Pair_Entries* current = nullptr; // the pair (0, 0) starts with no file open
 
-    for (long long first = 1; first <= n; first += Scan_Block_Tickets) {
-        const long long count = std::min(Scan_Block_Tickets, n - first + 1);
-        Read_Tickets(database, offset, first, count, table + first, table[first - 1]);
-        for (long long i = first; i < first + count; ++i) {
+    Ticket_Reader reader(database, offset, n, table);
+    for (long long block = 0; block < reader.Blocks(); ++block) {
+        reader.Next();
+        const long long first = reader.First_Of(block);
+        for (long long i = first; i < first + reader.Count_Of(block); ++i) {
             const Ticket_Record& ticket = table[i];
             const int fuel = ticket.Fuel;
             const std::int32_t volume = ticket.Volume;
@@ -399,17 +418,17 @@ void Rebuild(Program_State& state, Ui& ui, Clock& clock, const std::string& user
                 current = &index.Open(current_fuel, current_volume);
             }
             if (counted && current != nullptr)
-                current->Add(state.Z_Counts.Get(fuel, volume) + 1, ticket,
-                             static_cast<std::int32_t>(i + offset));
+                index.Add(*current, state.Z_Counts.Get(fuel, volume) + 1, ticket,
+                          static_cast<std::int32_t>(i + offset));
 
             if (full) {
                 const bool sold_by_now = Day_Of(ticket.Sell_Date) <= current_day;
                 const std::int32_t company = ticket.Company;
                 if (ticket.Deleted == 0 && sold_by_now) {
                     if (ticket.Used == 0)
-                        Add_Total(company_totals, company, fuel, volume);
+                        company_totals.Add(company, fuel, volume);
                     else if (ticket.Validation_Date == state.Current_Date)
-                        Add_Total(station_totals, ticket.Establishment, fuel, ticket.Real_Volume);
+                        station_totals.Add(ticket.Establishment, fuel, ticket.Real_Volume);
                 }
                 if (sold_by_now && company != 0 && !seen.Contains(company)) {
                     if (company >= 1)
@@ -434,8 +453,8 @@ void Rebuild(Program_State& state, Ui& ui, Clock& clock, const std::string& user
         if (!user_records.empty())
             user_cache.Write_Block(1, user_records.size() / Cache_User_Record_Size,
                                    user_records.data());
-        Write_Totals(diff_path, company_totals);
-        Write_Totals(used_path, station_totals);
+        company_totals.Write(diff_path);
+        station_totals.Write(used_path);
     } else {
         Write_Z_Headers(state);
     }
@@ -460,7 +479,7 @@ void Dated_Totals(Program_State& state, Ui& ui, Clock& clock, const std::string&
     const long long n = std::min(extent.count, Max_Ticket_Count);
     Totals totals;
     try {
-        totals.resize(static_cast<std::size_t>(elements) + 1);
+        totals = Totals(elements);
     } catch (const std::bad_alloc&) {
         Fatal_Error(ui, fatal_module, fatal_code);
         return;
@@ -473,15 +492,18 @@ void Dated_Totals(Program_State& state, Ui& ui, Clock& clock, const std::string&
     if (open_companies)
         Open_Creating(state.Path_Of(state.settings.Company_File), Company_Record_Size);
 
-    Ticket_Scanner scanner(database, extent.offset, n);
     progress.Expect_Tickets(n);
+    Ticket_Reader reader(database, extent.offset, n);
     long long i = 1;
-    for (; i <= n; ++i) {
-        add(totals, scanner.Get(i));
-        progress.Tick(i, n + 1);
+    for (long long b = 0; b < reader.Blocks(); ++b) {
+        const Ticket_Record* block = reader.Next();
+        for (long long j = 0; j < reader.Count_Of(b); ++j, ++i) {
+            add(totals, block[j]);
+            progress.Tick(i, n + 1);
+        }
     }
 
-    Write_Totals(totals_path, totals);
+    totals.Write(totals_path);
     progress.Report(i, n + 1);
     if (target != Progress_Target::Splash) {
         ui.Search_Progress_Hide();
@@ -687,7 +709,7 @@ std::string CreateCacheFileForRequest(Program_State& state, Ui& ui, Clock& clock
                          return;
                      if (ticket.Used != 0)
                          return;
-                     Add_Total(totals, ticket.Company, ticket.Fuel, ticket.Volume);
+                     totals.Add(ticket.Company, ticket.Fuel, ticket.Volume);
                  });
     return "Error!";
 }
@@ -708,7 +730,7 @@ std::string CreateCacheFileForRange(Program_State& state, Ui& ui, Clock& clock,
                      const long long validated = Day_Of(ticket.Validation_Date);
                      if (validated > to || validated < from)
                          return;
-                     Add_Total(totals, ticket.Establishment, ticket.Fuel, ticket.Real_Volume);
+                     totals.Add(ticket.Establishment, ticket.Fuel, ticket.Real_Volume);
                  });
     return "Error!";
 }

@@ -4,6 +4,7 @@
 // faulting it in 4 KB pages costs more than reading the database.
 #pragma once
 
+#include "storage/huge_memory.h"
 #include "storage/records.h"
 
 #include <cstddef>
@@ -50,10 +51,10 @@ public:
 private:
     void Reallocate(std::size_t capacity);
 
-    Ticket_Record* data_ = nullptr;
+    Ticket_Record* data_ = nullptr; // in mapped_ for large tables, from malloc for small ones
     std::size_t size_ = 0;
     std::size_t capacity_ = 0;
-    std::size_t mapped_bytes_ = 0; // non-zero when data_ is a mapping of its own
+    Huge_Memory mapped_;
 };
 
 } // namespace td
