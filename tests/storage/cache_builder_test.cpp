@@ -75,9 +75,12 @@ TEST_F(Cache_Builder, EmptyDatabaseWritesFullZeroTotalsAndAnEmptyUserCache) {
     EXPECT_EQ(bytes::Get_I32(header.data() + 8), 0);
 }
 
-// A few hundred tickets of every kind; the files of a "new" pass are compared byte for byte with
-// what an independent loop over the same tickets expects.
-TEST_F(Cache_Builder, NewPassMatchesTotalsComputedIndependently) {
+// Tickets of every kind; the files of a "new" pass and of both dated caches are compared byte for
+// byte with what an independent loop over the same tickets expects. A few hundred tickets are read
+// in one block; tens of thousands in many, read ahead on a thread of its own.
+class Whole_Pass : public Data_Folder_Test, public ::testing::WithParamInterface<int> {};
+
+TEST_P(Whole_Pass, MatchesTotalsComputedIndependently) {
     std::mt19937 random(20240315);
     auto pick = [&random](int low, int high) {
         return std::uniform_int_distribution<int>(low, high)(random);
@@ -92,7 +95,7 @@ TEST_F(Cache_Builder, NewPassMatchesTotalsComputedIndependently) {
 
     const std::array<int, 15> volumes{10, 20, 30, 40, 50, 60, 70, 80, 90, 100, 15, 25, 210, 300, 0};
     std::vector<Ticket_Record> tickets;
-    for (int i = 1; i <= 400; ++i) {
+    for (int i = 1; i <= GetParam(); ++i) {
         Ticket_Spec s;
         s.fuel = chance(88) ? pick(1, 8) : std::array<int, 3>{0, 9, 12}[pick(0, 2)];
         s.volume = volumes[static_cast<std::size_t>(pick(0, static_cast<int>(volumes.size()) - 1))];
@@ -170,7 +173,29 @@ TEST_F(Cache_Builder, NewPassMatchesTotalsComputedIndependently) {
     // A form target leaves the progress form up and the main window disabled for the caller.
     EXPECT_TRUE(ui.progress_visible);
     EXPECT_FALSE(ui.main_window_enabled);
+
+    // The dated caches over the same tickets: unredeemed litres sold by a day, and litres drawn
+    // in a period.
+    const double asked = today - 2, from = today - 3, to = today;
+    Totals unredeemed(16385), drawn(257);
+    for (const Ticket_Record& t : tickets) {
+        if (t.Deleted != 0 || t.Fuel > 9)
+            continue;
+        if (t.Used == 0 && Day_Not_After(t.Sell_Date, asked) && t.Company >= 1 &&
+            t.Company <= 16384)
+            unredeemed[static_cast<std::size_t>(t.Company)][t.Fuel] += t.Volume;
+        if (t.Used != 0 && std::floor(100.0 * t.Real_Volume) != 0.0 &&
+            Day_Not_After(from, t.Validation_Date) && Day_Not_After(t.Validation_Date, to) &&
+            t.Establishment >= 1 && t.Establishment <= 256)
+            drawn[static_cast<std::size_t>(t.Establishment)][t.Fuel] += t.Real_Volume;
+    }
+    CreateCacheFileForRequest(state, ui, clock, "Cache_d.dat", asked, "TD.cdb", "form");
+    EXPECT_EQ(File_Bytes("Cache_d.dat"), Totals_Bytes(unredeemed));
+    CreateCacheFileForRange(state, ui, clock, "Cache_u.dat", from, to, "TD.cdb", "form");
+    EXPECT_EQ(File_Bytes("Cache_u.dat"), Totals_Bytes(drawn));
 }
+
+INSTANTIATE_TEST_SUITE_P(Cache_Builder, Whole_Pass, ::testing::Values(400, 3 * 8192 + 77));
 
 TEST_F(Cache_Builder, BadIndexesSkipOnlyTheirOwnUpdate) {
     Write_Companies({"Alpha", "Beta"});
