@@ -67,6 +67,8 @@ void Cli_Ui::End_Process(int exit_code) {
     End_Progress_Line();
     std::fflush(stdout);
     std::fflush(stderr);
+    if (before_end_)
+        before_end_();
     std::exit(exit_code);
 }
 

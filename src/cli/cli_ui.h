@@ -4,6 +4,7 @@
 
 #include "core/ports.h"
 
+#include <functional>
 #include <string>
 
 namespace td {
@@ -22,6 +23,8 @@ public:
     void Pump_Events() override {}
     void Close_All_Children() override {}
     [[noreturn]] void End_Process(int exit_code) override;
+    // Run just before the process ends (the instance lock is let go there).
+    void Set_Before_End(std::function<void()> action) { before_end_ = std::move(action); }
 
 private:
     void Show_Progress(int value);
@@ -31,6 +34,7 @@ private:
     bool progress_line_open_ = false;
     std::string caption_;
     int last_value_ = -1;
+    std::function<void()> before_end_;
 };
 
 } // namespace td

@@ -50,6 +50,9 @@ Arguments Parse_Arguments(int argc, char** argv) {
 
 Session::Session(const std::string& home)
     : guard_(home), ports_{ui_, clock_, user_settings_, guard_} {
+    // Without this the lock file would outlive every run, and each start would first have to
+    // prove it stale.
+    ui_.Set_Before_End([this] { guard_.Release(); });
     Main_Startup(state_, ports_, home);
     ui_.Search_Progress_Hide();
 }

@@ -32,4 +32,8 @@ bool Qt_Instance_Guard::Acquire() {
     return false;
 }
 
+void Qt_Instance_Guard::Release() {
+    lock_->unlock();
+}
+
 } // namespace td

@@ -16,6 +16,8 @@ public:
     explicit Qt_Instance_Guard(const std::string& program_folder);
     ~Qt_Instance_Guard() override;
     bool Acquire() override;
+    // Lets go of a lock this guard holds: the lock file goes. Nothing happens otherwise.
+    void Release();
 
 private:
     std::unique_ptr<QLockFile> lock_;

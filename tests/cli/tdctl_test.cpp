@@ -216,8 +216,11 @@ TEST(Tdctl, RefusesWhileAnotherInstanceRuns) {
         EXPECT_NE(refused.err.find("Программа уже запущена"), std::string::npos) << refused.err;
         EXPECT_FALSE(home.Exists("data/Work.$$$"));
     }
-    // Once the other instance is gone the verb runs.
+    // Once the other instance is gone the verb runs, and a clean end takes its lock file away
+    // with it, so that the next start finds no stale lock to clear.
     EXPECT_EQ(Run_Tdctl("totals buyers --home " + home.Path(), config).exit_code, 0);
+    for (const auto& entry : std::filesystem::directory_iterator(config.Path()))
+        EXPECT_NE(entry.path().extension(), ".lock") << entry.path();
 }
 
 } // namespace
