@@ -136,6 +136,26 @@ private:
     long long countdown_ = 1;
 };
 
+// The pairs whose index file gets a header: the standard volumes of every fuel slot.
+bool Has_Z_Header(int fuel, int volume) {
+    return fuel >= 1 && fuel <= Fuel_Slots && volume >= 10 && volume <= 100 && volume % 10 == 0;
+}
+
+template <typename Visit> void Each_Z_Header_Pair(Visit visit) {
+    for (int fuel = 1; fuel <= Fuel_Slots; ++fuel)
+        for (int volume = 10; volume <= 100; volume += 10)
+            visit(fuel, volume);
+}
+
+// Record 1 of the pair's index file: its count as the pass leaves it.
+void Write_Z_Header(const Program_State& state, Record_File& file, int fuel, int volume) {
+    Z_Header header;
+    header.Z_Count = state.Z_Counts.Get(fuel, volume);
+    std::array<std::uint8_t, Z_Record_Size> bytes{};
+    Encode(header, bytes.data());
+    file.Write(1, bytes.data());
+}
+
 // The number index entries of one pass, kept per pair and written at the end, each file once, at
 // the record numbers the running counts gave. A pair's file is opened (and so created) as soon as
 // a ticket of it comes, even when its count can't take the entry.
@@ -220,7 +240,9 @@ public:
         pair.Add(pieces_, record, ticket, record_no);
     }
 
-    void Write(const Program_State& state) {
+    // Writes every pair's entries; with `headers`, also every header the index has, each in the
+    // same open as its pair's entries where the pair got any.
+    void Write(const Program_State& state, bool headers) {
         for (const auto& [pair, entries] : pairs_) {
             Record_File file(state.Path_Of(Z_File_Name(pair.first, pair.second)), Z_Record_Size);
             for (const auto& run : entries.runs)
@@ -230,7 +252,17 @@ public:
                     file.Write_Block(static_cast<std::uint64_t>(run.first + done),
                                      static_cast<std::uint64_t>(count), run.pieces[k]);
                 }
+            if (headers && Has_Z_Header(pair.first, pair.second))
+                Write_Z_Header(state, file, pair.first, pair.second);
         }
+        if (!headers)
+            return;
+        Each_Z_Header_Pair([&](int fuel, int volume) {
+            if (pairs_.find({fuel, volume}) == pairs_.end()) {
+                Record_File file(state.Path_Of(Z_File_Name(fuel, volume)), Z_Record_Size);
+                Write_Z_Header(state, file, fuel, volume);
+            }
+        });
     }
 
 private:
@@ -448,15 +480,13 @@ void Rebuild(Program_State& state, Ui& ui, Clock& clock, const std::string& user
         }
     }
 
-    index.Write(state);
+    index.Write(state, !full);
     if (full) {
         if (!user_records.empty())
             user_cache.Write_Block(1, user_records.size() / Cache_User_Record_Size,
                                    user_records.data());
         company_totals.Write(diff_path);
         station_totals.Write(used_path);
-    } else {
-        Write_Z_Headers(state);
     }
 }
 
@@ -687,15 +717,10 @@ std::string CreateCacheFile(Program_State& state, Ui& ui, Clock& clock,
 }
 
 void Write_Z_Headers(const Program_State& state) {
-    for (int fuel = 1; fuel <= Fuel_Slots; ++fuel)
-        for (int volume = 10; volume <= 100; volume += 10) {
-            Z_Header header;
-            header.Z_Count = state.Z_Counts.Get(fuel, volume);
-            std::array<std::uint8_t, Z_Record_Size> bytes{};
-            Encode(header, bytes.data());
-            Record_File file(state.Path_Of(Z_File_Name(fuel, volume)), Z_Record_Size);
-            file.Write(1, bytes.data());
-        }
+    Each_Z_Header_Pair([&](int fuel, int volume) {
+        Record_File file(state.Path_Of(Z_File_Name(fuel, volume)), Z_Record_Size);
+        Write_Z_Header(state, file, fuel, volume);
+    });
 }
 
 std::string CreateCacheFileForRequest(Program_State& state, Ui& ui, Clock& clock,

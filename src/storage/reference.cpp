@@ -75,6 +75,7 @@ long Load_Company_Table(const std::string& company_file, std::vector<Company_Rec
     if (!Open_Reference(file, company_file, Company_Record_Size))
         return 1;
     long next = 1;
+    table.reserve(std::min<std::uint64_t>(file.Record_Count(), Max_Companies) + 1);
     // Loading stops at the first free slot: records behind a hole are not seen.
     Walk_Records(file, No_Limit, [&](std::uint64_t number, const std::uint8_t* raw) {
         if (bytes::Get_U8(raw) == 0)
