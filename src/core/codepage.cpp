@@ -91,8 +91,17 @@ bool Decode_Utf8(std::string_view text, std::size_t length, char32_t& code) {
 } // namespace
 
 std::string Cp1251_To_Utf8(std::string_view bytes) {
+    // Sized exactly: names are read by the thousand, mostly in plain ASCII.
+    std::size_t size = bytes.size();
+    for (char c : bytes) {
+        const auto byte = static_cast<unsigned char>(c);
+        if (byte >= 0x80)
+            size += Upper_Half[byte - 0x80] < 0x800 ? 1 : 2;
+    }
+    if (size == bytes.size())
+        return std::string(bytes);
     std::string out;
-    out.reserve(bytes.size() * 2);
+    out.reserve(size);
     for (char c : bytes) {
         const auto byte = static_cast<unsigned char>(c);
         if (byte < 0x80)

@@ -54,9 +54,10 @@ void Put_Text(std::uint8_t* at, std::size_t width, const std::string& utf8) {
 }
 
 std::string Get_Text(const std::uint8_t* at, std::size_t width) {
-    std::string raw(reinterpret_cast<const char*>(at), width);
-    std::replace(raw.begin(), raw.end(), '\0', ' ');
-    return Cp1251_To_Utf8(raw);
+    // NUL stays NUL through the conversion, so padding can be blanked after it.
+    std::string text = Cp1251_To_Utf8({reinterpret_cast<const char*>(at), width});
+    std::replace(text.begin(), text.end(), '\0', ' ');
+    return text;
 }
 
 } // namespace bytes
