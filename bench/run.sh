@@ -153,6 +153,7 @@ awk -F'\t' '
     }
     FILENAME ~ /tdctl.tsv$/ { run[$2, $1] = $3 / 1000; run_cpu[$2, $1] = $4 / 1000; run_rss[$2, $1] = $5 * 1024 / 1e6 }
     function missing(x) { return x == "" || x == "-" }
+    function ratio(a, b) { return (missing(a) || missing(b) || b == 0) ? "-" : sprintf("%.2fx", a / b) }
     function cell(x, f) { return missing(x) ? "-" : sprintf("%.1f (%.2fx)", x, x / f) }
     function table(kind, suffix,    i, n, f) {
         printf "%s\n", kind
@@ -192,11 +193,15 @@ awk -F'\t' '
         }
         print ""
         print "the passes without their work: read in blocks and decode every ticket (scan_decode);"
+        print "the ticket table alone: fresh memory and the whole database read into it (table_load;"
+        print "new and proection as multiples of it in brackets behind);"
         print "defragmentation: its copy, header, sync and rename (the rest is the full rebuild):"
         for (i = 1; i <= count; i++) {
-            n = order[i]; f = v["floor", n]
-            printf "%10s scan_decode %s, cpu %s; defrag copy part %s\n", n, cell(v["scan_decode", n], f),
-                cell(v["scan_decode_cpu", n], v["floor_cpu", n]), cell(v["defrag_compaction", n], f)
+            n = order[i]; f = v["floor", n]; t = v["table_load", n]
+            printf "%10s scan_decode %s, cpu %s; table_load %s [new %s, proection %s]; defrag copy part %s\n",
+                n, cell(v["scan_decode", n], f), cell(v["scan_decode_cpu", n], v["floor_cpu", n]),
+                cell(t, f), ratio(v["new", n], t), ratio(v["proection", n], t),
+                cell(v["defrag_compaction", n], f)
         }
         print ""
         print "tdctl run with TZ=:/etc/localtime (the C library then skips its look at the time zone file):"
