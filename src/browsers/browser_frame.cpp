@@ -66,16 +66,22 @@ void Even_Out_Columns(Grid& grid, int grid_width, int first_data_col, User_Setti
     Save_Column_Widths(grid, settings, prefix);
 }
 
-Toolbar_Key Toolbar_Key_Of(const std::string& key) {
+Toolbar_Result Run_Toolbar_Key(const std::string& key, const Toolbar_Actions& actions) {
     if (key == "exit")
-        return Toolbar_Key::Exit;
+        return Toolbar_Result::Close_Window;
     if (key == "Sort Ascending" || key == "Сортировка по возрастанию")
-        return Toolbar_Key::Sort_Ascending;
-    if (key == "Sort Descending" || key == "Сортировка по убыванию")
-        return Toolbar_Key::Sort_Descending;
-    if (key == "Sum")
-        return Toolbar_Key::Sum;
-    return Toolbar_Key::Other;
+        actions.sort_ascending();
+    else if (key == "Sort Descending" || key == "Сортировка по убыванию")
+        actions.sort_descending();
+    else if (key == "Sum")
+        actions.sum();
+    return Toolbar_Result::Done;
+}
+
+void Refit_Column_Widths(Grid& grid, User_Settings& settings, const std::string& prefix) {
+    grid.Set_Visible(false);
+    Restore_Column_Widths(grid, settings, prefix);
+    grid.Set_Visible(true);
 }
 
 } // namespace td

@@ -2,6 +2,7 @@
 // activation itself (with the rebuild of stale caches), and the column widths kept per user.
 #pragma once
 
+#include <functional>
 #include <string>
 
 namespace td {
@@ -24,10 +25,17 @@ public:
 // What a click on the window's toolbar leads to.
 enum class Toolbar_Result { Done, Close_Window };
 
-// The keys of a browser's toolbar; the sort keys come in two spellings, because the main
-// toolbar passes its own buttons through.
-enum class Toolbar_Key { Exit, Sort_Ascending, Sort_Descending, Sum, Other };
-Toolbar_Key Toolbar_Key_Of(const std::string& key);
+// What a browser does for the keys of its toolbar other than "exit".
+struct Toolbar_Actions {
+    std::function<void()> sort_ascending;
+    std::function<void()> sort_descending;
+    std::function<void()> sum;
+};
+
+// Carries out one toolbar key: "exit" closes the window, the sort keys (in both spellings, since
+// the main toolbar passes its own buttons through) and "Sum" run their action; any other key does
+// nothing.
+Toolbar_Result Run_Toolbar_Key(const std::string& key, const Toolbar_Actions& actions);
 
 // Activation or focus of a browser: the sort menu and buttons come on; stale caches are rebuilt
 // in full ("new", progress "null") and the mark cleared; the progress form is hidden and zeroed;
@@ -40,6 +48,8 @@ void Browser_Deactivate(Browser_Shell* shell);
 // Restoring gives every column its saved width (960 when missing), then 0 to any column above 0
 // whose header is empty.
 void Restore_Column_Widths(Grid& grid, User_Settings& settings, const std::string& prefix);
+// The same, with the grid hidden meanwhile, as a resize of the window does it.
+void Refit_Column_Widths(Grid& grid, User_Settings& settings, const std::string& prefix);
 void Save_Column_Widths(const Grid& grid, User_Settings& settings, const std::string& prefix);
 
 // The "Sum" key: columns from `first_data_col` with a non-empty trimmed header share the width

@@ -340,28 +340,13 @@ void Sell_Ticets::Key_Ctrl_Digit(int digit) {
 }
 
 Toolbar_Result Sell_Ticets::Morvo_GLOBAL(const std::string& key) {
-    switch (Toolbar_Key_Of(key)) {
-    case Toolbar_Key::Exit:
-        return Toolbar_Result::Close_Window;
-    case Toolbar_Key::Sort_Ascending:
-        Sort_Asc();
-        break;
-    case Toolbar_Key::Sort_Descending:
-        Sort_Des();
-        break;
-    case Toolbar_Key::Sum:
-        Even_Out_Columns(MSFlexGrid1, grid_width_, 3, settings_, Widths_Prefix);
-        break;
-    case Toolbar_Key::Other:
-        break;
-    }
-    return Toolbar_Result::Done;
+    return Run_Toolbar_Key(
+        key, {[this] { Sort_Asc(); }, [this] { Sort_Des(); },
+              [this] { Even_Out_Columns(MSFlexGrid1, grid_width_, 3, settings_, Widths_Prefix); }});
 }
 
 void Sell_Ticets::Form_Resize() {
-    MSFlexGrid1.Set_Visible(false);
-    Restore_Column_Widths(MSFlexGrid1, settings_, Widths_Prefix);
-    MSFlexGrid1.Set_Visible(true);
+    Refit_Column_Widths(MSFlexGrid1, settings_, Widths_Prefix);
 }
 
 void Sell_Ticets::MSFlexGrid1_MouseUp() {
