@@ -6,9 +6,9 @@
 // The installation is generated into a temporary folder at start and removed at the end. The
 // ports are silent: no progress form, no event pump, a clock that stands still, so the figures
 // are the browser's own work.
+#include "base/ports.h"
 #include "browsers/sell_ticets.h"
-#include "core/ports.h"
-#include "core/state.h"
+#include "kernel/state.h"
 #include "storage/record_file.h"
 #include "storage/records.h"
 #include "storage/reference.h"

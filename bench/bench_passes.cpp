@@ -13,12 +13,15 @@
 // entry counts, no ticket table, no number index files. Defragmentation works on a copy of the
 // database, made (and forced to disk) outside the measured time.
 #include "bench_support.h"
-#include "core/state.h"
 #include "installation_generator.h"
+#include "kernel/cache_passes.h"
+#include "kernel/state.h"
 #include "qt/system_clock.h"
-#include "storage/cache_builder.h"
+#include "shell/database_commands.h"
 #include "storage/defrag_hook.h"
+#include "storage/defragmentation.h"
 #include "storage/header.h"
+#include "storage/number_index.h"
 #include "storage/record_file.h"
 #include "storage/records.h"
 #include "storage/ticket_array.h"

@@ -1,11 +1,12 @@
 #include "bench_support.h"
 
-#include "core/dates.h"
-#include "core/settings.h"
-#include "core/startup.h"
-#include "core/state.h"
+#include "base/dates.h"
 #include "installation_generator.h"
+#include "kernel/settings.h"
+#include "kernel/startup.h"
+#include "kernel/state.h"
 #include "storage/header.h"
+#include "storage/number_index.h"
 #include "storage/record_file.h"
 #include "storage/reference.h"
 
@@ -102,19 +103,6 @@ void Forget_Derived_State(Program_State& state) {
     state.Z_Counts.Clear();
     state.Ticket_Table.Release();
     Remove_Number_Index_Files(state.Data_Folder);
-}
-
-void Remove_Number_Index_Files(const std::string& folder) {
-    DIR* dir = opendir(folder.c_str());
-    if (dir == nullptr)
-        return;
-    while (dirent* entry = readdir(dir)) {
-        std::string name = entry->d_name;
-        if (name.size() >= 5 && (name[0] == 'z' || name[0] == 'Z') &&
-            name.compare(name.size() - 4, 4, ".dat") == 0)
-            ::unlink((folder + "/" + name).c_str());
-    }
-    closedir(dir);
 }
 
 std::uint64_t Read_Whole_File(const std::string& path, std::size_t chunk) {

@@ -2,7 +2,7 @@
 // the way start-up leaves it for a pass, and the plain read that all figures are compared with.
 #pragma once
 
-#include "core/ports.h"
+#include "base/ports.h"
 
 #include <cstdint>
 #include <string>
@@ -54,7 +54,6 @@ bool Open_Installation(Program_State& state, Ui& ui, const std::string& home, st
 // Puts the state back to what a fresh process has before its first pass: no entry counts, no
 // ticket table (its memory given back), no number index files on disk.
 void Forget_Derived_State(Program_State& state);
-void Remove_Number_Index_Files(const std::string& folder);
 
 // One plain read of the whole file with read() in chunks of `chunk` bytes. Returns the bytes read
 // (0 on failure).

@@ -1,7 +1,7 @@
 #include "installation_generator.h"
 
+#include "base/dates.h"
 #include "cli/demo_installation.h"
-#include "core/dates.h"
 #include "storage/header.h"
 #include "storage/record_file.h"
 #include "storage/records.h"

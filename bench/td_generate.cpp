@@ -1,8 +1,8 @@
 // td_generate: writes a benchmark installation of N tickets.
 //
 //     td_generate --home DIR --tickets N [--if-missing] [--seed S]
+#include "base/dates.h"
 #include "bench_support.h"
-#include "core/dates.h"
 #include "installation_generator.h"
 
 #include <cstdio>

@@ -7,9 +7,12 @@
 // forced to disk) and the pass runs on the copy: defragmentation replaces the database it runs on.
 // Output, one line: pass=P tickets=N db_bytes=B ms=T peak_rss_kb=K before_kb=K0
 #include "bench_support.h"
-#include "core/state.h"
 #include "installation_generator.h"
-#include "storage/cache_builder.h"
+#include "kernel/cache_passes.h"
+#include "kernel/state.h"
+#include "shell/database_commands.h"
+#include "storage/defragmentation.h"
+#include "storage/number_index.h"
 #include "storage/record_file.h"
 
 #include <cstdio>
@@ -87,6 +90,6 @@ int main(int argc, char** argv) {
     std::printf("pass=%s tickets=%ld db_bytes=%llu ms=%.1f peak_rss_kb=%ld before_kb=%ld\n",
                 pass.c_str(), static_cast<long>(state.Ticket_Table.size()) - 1,
                 static_cast<unsigned long long>(db_bytes), ms, peak, before);
-    Remove_Number_Index_Files(state.Data_Folder);
+    td::Remove_Number_Index_Files(state.Data_Folder);
     return 0;
 }

@@ -1,8 +1,8 @@
 // Feeds arbitrary bytes to the td.ini reader as the text of the file. Besides crashes and
 // sanitizer reports it checks what every found value must be: trimmed, one line, and free of the
 // comment characters.
-#include "core/codepage.h"
-#include "core/settings.h"
+#include "base/codepage.h"
+#include "kernel/settings.h"
 
 #include <cstddef>
 #include <cstdint>

@@ -1,10 +1,10 @@
 #include "browsers/browser_frame.h"
 
-#include "core/numbers.h"
-#include "core/ports.h"
-#include "core/state.h"
-#include "core/text.h"
-#include "storage/cache_builder.h"
+#include "base/numbers.h"
+#include "base/ports.h"
+#include "base/text.h"
+#include "kernel/cache_passes.h"
+#include "kernel/state.h"
 #include "ui/grid.h"
 
 #include <cmath>
@@ -17,8 +17,7 @@ void Browser_Activate(Program_State& state, Ui& ui, Clock& clock, Browser_Shell*
         shell->Sort_Buttons_Enabled(true);
     }
     if (state.Cache_Stale) {
-        CreateCacheFile(state, ui, clock, state.settings.Cache_User_File, "new", 0, "",
-                        state.settings.Database_File, "null");
+        Rebuild_All(state, ui, clock, Progress_Target::Form);
         state.Cache_Stale = false;
     }
     ui.Search_Progress_Hide();

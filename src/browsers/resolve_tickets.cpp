@@ -1,12 +1,12 @@
 #include "browsers/resolve_tickets.h"
 
+#include "base/dates.h"
+#include "base/numbers.h"
+#include "base/ports.h"
+#include "base/text.h"
 #include "browsers/sell_ticets.h"
-#include "core/dates.h"
-#include "core/numbers.h"
-#include "core/ports.h"
-#include "core/state.h"
-#include "core/text.h"
-#include "storage/cache_builder.h"
+#include "kernel/cache_passes.h"
+#include "kernel/state.h"
 #include "storage/record_file.h"
 #include "storage/records.h"
 #include "storage/reference.h"
@@ -91,8 +91,7 @@ bool Resolve_Tickets::Form_Load(Sell_Ticets* buyer) {
         // The working date moved on since this window was last closed.
         if (state_.Buyer_Browser_Open && buyer != nullptr) {
             buyer->Label1 = "На текущую дату: " + Format_Date(state_.Current_Date);
-            CreateCacheFileForRequest(state_, ui_, clock_, state_.settings.Cache_Diff_File,
-                                      state_.Current_Date, state_.settings.Database_File, "pr");
+            Rebuild_Company_Totals(state_, ui_, clock_, state_.Current_Date, Progress_Target::Form);
             ui_.Main_Window_Enabled(true);
             int row = buyer->MSFlexGrid1.Row();
             int col = buyer->MSFlexGrid1.Col();
@@ -100,9 +99,8 @@ bool Resolve_Tickets::Form_Load(Sell_Ticets* buyer) {
             buyer->MSFlexGrid1.Set_Row(row);
             buyer->MSFlexGrid1.Set_Col(col);
         }
-        CreateCacheFileForRange(state_, ui_, clock_, state_.settings.Cache_Used_File,
-                                state_.Current_Date, state_.Current_Date,
-                                state_.settings.Database_File, "ps");
+        Rebuild_Station_Totals(state_, ui_, clock_, state_.Current_Date, state_.Current_Date,
+                               Progress_Target::Form);
         Refresh_Data(state_.Current_Date);
     }
 
@@ -189,8 +187,8 @@ void Resolve_Tickets::Form_Unload() {
 
 bool Open_Stations_For_Current_Date(Program_State& state, Ui& ui, Clock& clock,
                                     Resolve_Tickets& station, Sell_Ticets* buyer) {
-    CreateCacheFileForRange(state, ui, clock, state.settings.Cache_Used_File, state.Current_Date,
-                            state.Current_Date, state.settings.Database_File, "sp");
+    Rebuild_Station_Totals(state, ui, clock, state.Current_Date, state.Current_Date,
+                           Progress_Target::Form);
     ui.Main_Window_Enabled(true);
     if (!station.Form_Load(buyer))
         return false;

@@ -1,11 +1,11 @@
 #include "browsers/sell_ticets.h"
 
-#include "core/dates.h"
-#include "core/fatal.h"
-#include "core/numbers.h"
-#include "core/ports.h"
-#include "core/state.h"
-#include "core/text.h"
+#include "base/dates.h"
+#include "base/numbers.h"
+#include "base/ports.h"
+#include "base/text.h"
+#include "kernel/fatal.h"
+#include "kernel/state.h"
 #include "storage/record_file.h"
 #include "storage/reference.h"
 

@@ -1,10 +1,10 @@
 #include "catalogues/date_pickers.h"
 
-#include "core/dates.h"
-#include "core/numbers.h"
-#include "core/ports.h"
-#include "core/state.h"
-#include "storage/cache_builder.h"
+#include "base/dates.h"
+#include "base/numbers.h"
+#include "base/ports.h"
+#include "kernel/cache_passes.h"
+#include "kernel/state.h"
 
 #include <array>
 #include <optional>
@@ -49,11 +49,9 @@ void Calendar_Single::Command1_Click() {
     bool station_open = state_.Station_Browser_Open;
 
     // Both dated totals follow the working date, whether a browser shows them or not.
-    CreateCacheFileForRequest(state_, ui_, clock_, state_.settings.Cache_Diff_File,
-                              state_.Current_Date, state_.settings.Database_File, "pr");
-    CreateCacheFileForRange(state_, ui_, clock_, state_.settings.Cache_Used_File,
-                            state_.Current_Date, state_.Current_Date, state_.settings.Database_File,
-                            "ps");
+    Rebuild_Company_Totals(state_, ui_, clock_, state_.Current_Date, Progress_Target::Form);
+    Rebuild_Station_Totals(state_, ui_, clock_, state_.Current_Date, state_.Current_Date,
+                           Progress_Target::Form);
 
     if (buyer_open && browsers_ != nullptr) {
         browsers_->Buyer_Show();

@@ -1,7 +1,7 @@
 #include "catalogues/establishmts.h"
 
-#include "core/state.h"
-#include "core/text.h"
+#include "base/text.h"
+#include "kernel/state.h"
 #include "storage/record_file.h"
 #include "storage/records.h"
 #include "storage/reference.h"

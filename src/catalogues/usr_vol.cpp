@@ -1,9 +1,9 @@
 #include "catalogues/usr_vol.h"
 
-#include "core/numbers.h"
-#include "core/ports.h"
-#include "core/state.h"
-#include "core/text.h"
+#include "base/numbers.h"
+#include "base/ports.h"
+#include "base/text.h"
+#include "kernel/state.h"
 #include "storage/record_file.h"
 #include "storage/records.h"
 

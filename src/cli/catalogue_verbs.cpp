@@ -1,12 +1,12 @@
 #include "cli/catalogue_verbs.h"
 
+#include "base/dates.h"
+#include "base/numbers.h"
+#include "base/text.h"
 #include "catalogues/clm_form.h"
 #include "catalogues/establishmts.h"
 #include "catalogues/usr_vol.h"
-#include "core/dates.h"
-#include "core/numbers.h"
-#include "core/startup.h"
-#include "core/text.h"
+#include "kernel/startup.h"
 #include "storage/records.h"
 #include "storage/reference.h"
 

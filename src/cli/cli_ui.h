@@ -2,7 +2,7 @@
 // terminal, the fatal screen is a line and the end of the process.
 #pragma once
 
-#include "core/ports.h"
+#include "base/ports.h"
 
 #include <functional>
 #include <string>

@@ -1,18 +1,20 @@
 // tdctl: the headless companion of the desktop program, for administration and scripted tests.
+#include "base/dates.h"
+#include "base/numbers.h"
 #include "cli/catalogue_verbs.h"
 #include "cli/cli_ui.h"
 #include "cli/demo_installation.h"
 #include "cli/session.h"
-#include "core/dates.h"
-#include "core/numbers.h"
-#include "core/settings.h"
-#include "core/startup.h"
-#include "core/state.h"
+#include "kernel/cache_passes.h"
+#include "kernel/settings.h"
+#include "kernel/startup.h"
+#include "kernel/state.h"
 #include "qt/qt_instance_guard.h"
 #include "qt/qt_user_settings.h"
 #include "qt/system_clock.h"
-#include "storage/cache_builder.h"
+#include "shell/database_commands.h"
 #include "storage/header.h"
+#include "storage/number_index.h"
 #include "storage/record_file.h"
 #include "storage/records.h"
 
@@ -99,13 +101,8 @@ int Init(const Arguments& args) {
         state.Data_Folder = data_folder;
         state.Current_Date = options.today;
         td::Cli_Ui ui;
-        td::CreateCacheFile(state, ui, clock, state.settings.Cache_User_File, "new", 0, "",
-                            state.settings.Database_File, "null");
-        for (const auto& entry : fs::directory_iterator(data_folder)) {
-            std::string name = entry.path().filename().string();
-            if (name.size() > 4 && name[0] == 'z' && name.substr(name.size() - 4) == ".dat")
-                fs::remove(entry.path(), ec);
-        }
+        td::Rebuild_All(state, ui, clock, td::Progress_Target::Form);
+        td::Remove_Number_Index_Files(data_folder);
     }
     std::printf("wrote the demo installation in %s: %zu companies, 8 stations, 4 fuel grades, "
                 "%ld tickets\n",
@@ -199,12 +196,10 @@ int Date(const Arguments& args) {
     if (wanted) {
         // As the date picker does: both dated totals follow the new working date.
         state.Current_Date = std::floor(*wanted);
-        td::CreateCacheFileForRequest(state, session.Ui(), session.Clock(),
-                                      state.settings.Cache_Diff_File, state.Current_Date,
-                                      state.settings.Database_File, "pr");
-        td::CreateCacheFileForRange(state, session.Ui(), session.Clock(),
-                                    state.settings.Cache_Used_File, state.Current_Date,
-                                    state.Current_Date, state.settings.Database_File, "ps");
+        td::Rebuild_Company_Totals(state, session.Ui(), session.Clock(), state.Current_Date,
+                                   td::Progress_Target::Form);
+        td::Rebuild_Station_Totals(state, session.Ui(), session.Clock(), state.Current_Date,
+                                   state.Current_Date, td::Progress_Target::Form);
         session.Ui().Search_Progress_Hide();
     }
     std::printf("%s\n", td::Format_Date(state.Current_Date).c_str());

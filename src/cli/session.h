@@ -3,8 +3,8 @@
 #pragma once
 
 #include "cli/cli_ui.h"
-#include "core/startup.h"
-#include "core/state.h"
+#include "kernel/startup.h"
+#include "kernel/state.h"
 #include "qt/qt_instance_guard.h"
 #include "qt/qt_user_settings.h"
 #include "qt/system_clock.h"

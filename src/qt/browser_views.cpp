@@ -1,14 +1,14 @@
 #include "qt/browser_views.h"
 
+#include "base/ports.h"
 #include "browsers/browser_refresh.h"
 #include "browsers/resolve_tickets.h"
 #include "browsers/sell_ticets.h"
-#include "core/ports.h"
-#include "core/settings.h"
-#include "core/state.h"
+#include "kernel/cache_passes.h"
+#include "kernel/settings.h"
+#include "kernel/state.h"
 #include "qt/grid_view.h"
 #include "qt/qt_mdi_form.h"
-#include "storage/cache_builder.h"
 
 #include <QAction>
 #include <QEvent>
@@ -341,9 +341,8 @@ void Browser_Controller::Open_Station(bool for_current_date) {
     Sell_Ticets* buyer = buyer_ != nullptr ? &buyer_->model() : nullptr;
     if (station_sub_ != nullptr) {
         if (for_current_date) {
-            CreateCacheFileForRange(state_, ui_, clock_, state_.settings.Cache_Used_File,
-                                    state_.Current_Date, state_.Current_Date,
-                                    state_.settings.Database_File, "sp");
+            Rebuild_Station_Totals(state_, ui_, clock_, state_.Current_Date, state_.Current_Date,
+                                   Progress_Target::Form);
             ui_.Main_Window_Enabled(true);
             station_->model().Refresh_Data(state_.Current_Date);
             station_->Update_Label();

@@ -1,11 +1,11 @@
 #include "qt/catalogue_views.h"
 
+#include "base/dates.h"
 #include "catalogues/clm_form.h"
 #include "catalogues/date_pickers.h"
 #include "catalogues/establishmts.h"
 #include "catalogues/usr_vol.h"
-#include "core/dates.h"
-#include "core/state.h"
+#include "kernel/state.h"
 #include "qt/grid_view.h"
 #include "qt/qt_mdi_form.h"
 

@@ -1,9 +1,9 @@
 // tallydepot: the desktop program. Brings the system up through the start-up sequence with the
 // splash on screen, waits for the splash, then hands over to the maximised main window.
 #include "browsers/browser_refresh.h"
-#include "core/startup.h"
-#include "core/state.h"
-#include "core/unhandled.h"
+#include "kernel/startup.h"
+#include "kernel/state.h"
+#include "kernel/unhandled.h"
 #include "qt/browser_views.h"
 #include "qt/catalogue_views.h"
 #include "qt/qt_instance_guard.h"

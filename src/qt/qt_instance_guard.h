@@ -2,7 +2,7 @@
 // program's folder. A crashed run never blocks the next start: the lock is stale at once.
 #pragma once
 
-#include "core/ports.h"
+#include "base/ports.h"
 
 #include <memory>
 #include <string>

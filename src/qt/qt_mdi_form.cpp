@@ -1,7 +1,7 @@
 #include "qt/qt_mdi_form.h"
 
-#include "core/settings.h"
-#include "core/state.h"
+#include "kernel/settings.h"
+#include "kernel/state.h"
 #include "qt/qt_views.h"
 
 #include <QAction>

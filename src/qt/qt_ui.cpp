@@ -1,7 +1,7 @@
 #include "qt/qt_ui.h"
 
-#include "core/errorscreen.h"
-#include "core/state.h"
+#include "kernel/errorscreen.h"
+#include "kernel/state.h"
 #include "qt/qt_views.h"
 #include "qt/test_hooks.h"
 #include "shell/mdi_form.h"

@@ -2,7 +2,7 @@
 // form, enabling the main window, the event pump, the fatal screen and the end of the process.
 #pragma once
 
-#include "core/ports.h"
+#include "base/ports.h"
 
 #include <deque>
 #include <functional>

@@ -1,7 +1,7 @@
 // The per-user store on QSettings: INI format, user scope, one file per application name.
 #pragma once
 
-#include "core/ports.h"
+#include "base/ports.h"
 
 namespace td {
 

@@ -1,6 +1,6 @@
 #include "qt/qt_views.h"
 
-#include "core/state.h"
+#include "kernel/state.h"
 
 #include <QApplication>
 #include <QCloseEvent>

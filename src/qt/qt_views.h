@@ -2,7 +2,7 @@
 // Each maps widgets to its screen's logic and forwards events; none decides anything.
 #pragma once
 
-#include "core/errorscreen.h"
+#include "kernel/errorscreen.h"
 #include "shell/small_forms.h"
 
 #include <QDialog>

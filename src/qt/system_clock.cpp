@@ -1,6 +1,6 @@
 #include "system_clock.h"
 
-#include "core/dates.h"
+#include "base/dates.h"
 
 #include <QDateTime>
 #include <cmath>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "core/ports.h"
+#include "base/ports.h"
 
 #include <chrono>
 

@@ -1,6 +1,6 @@
 #include "qt/test_hooks.h"
 
-#include "core/ports.h"
+#include "base/ports.h"
 
 #include <cstdio>
 #include <cstdlib>

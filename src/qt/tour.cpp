@@ -1,8 +1,8 @@
 #include "qt/tour.h"
 
-#include "core/errorscreen.h"
-#include "core/fatal.h"
-#include "core/state.h"
+#include "kernel/errorscreen.h"
+#include "kernel/fatal.h"
+#include "kernel/state.h"
 #include "qt/grid_view.h"
 #include "qt/qt_mdi_form.h"
 #include "qt/qt_ui.h"

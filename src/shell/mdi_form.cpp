@@ -1,10 +1,11 @@
 #include "shell/mdi_form.h"
 
-#include "core/dates.h"
-#include "core/ports.h"
-#include "core/startup.h"
-#include "core/state.h"
-#include "storage/cache_builder.h"
+#include "base/dates.h"
+#include "base/ports.h"
+#include "kernel/cache_passes.h"
+#include "kernel/startup.h"
+#include "kernel/state.h"
+#include "shell/database_commands.h"
 
 #include <utility>
 

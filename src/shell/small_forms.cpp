@@ -1,16 +1,16 @@
 #include "shell/small_forms.h"
 
-#include "core/state.h"
-#include "core/unhandled.h"
+#include "kernel/state.h"
+#include "kernel/unhandled.h"
 #include "shell/shell_views.h"
+#include "storage/header.h"
 
 #include <algorithm>
 
 namespace td {
 
 std::string Version_Number() {
-    return std::to_string(TD_VERSION_MAJOR) + "." + std::to_string(TD_VERSION_MINOR) + "." +
-           std::to_string(TD_VERSION_REVISION);
+    return Program_Version();
 }
 
 void frmSplash::Form_Load() {

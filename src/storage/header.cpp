@@ -1,10 +1,11 @@
 #include "storage/header.h"
 
-#include "core/numbers.h"
-#include "core/text.h"
+#include "base/numbers.h"
+#include "base/text.h"
 #include "storage/record_file.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <string_view>
 #include <vector>
@@ -215,6 +216,30 @@ Header_Verification Verify_Header_Checksum(const std::string& file) {
         result.reason = "stored checksum " + Hex_Upper_Padded(result.stored_checksum) +
                         " differs from the byte sum " + Hex_Upper_Padded(result.computed_checksum);
     return result;
+}
+
+namespace {
+
+bool Whole_Number(double value, long long& out) {
+    if (!(value > -2147483648.0 && value < 2147483648.0))
+        return false;
+    out = static_cast<long long>(std::floor(value));
+    return true;
+}
+
+} // namespace
+
+Database_Extent Read_Database_Extent(const std::string& database_path) {
+    Header_Info info;
+    Database_Extent extent;
+    const bool read = Read_Header(database_path, info) == "Ok";
+    long long offset = 0, count = -1;
+    const bool numbers =
+        Whole_Number(info.records_offset, offset) && Whole_Number(info.count, count);
+    extent.offset = numbers ? offset : 0;
+    extent.count = numbers ? count : -1;
+    extent.ok = read && numbers;
+    return extent;
 }
 
 } // namespace td

@@ -36,6 +36,17 @@ struct Header_Info {
 // "Ok" or "$ERROR$" (then data_type = "$ERROR$", count = -1).
 std::string Read_Header(const std::string& file, Header_Info& info);
 
+// The header can't hold more than 8 digits; any count above is a damaged header.
+inline constexpr long long Max_Ticket_Count = 99999999;
+
+// The offset and count of the database header, as whole numbers.
+struct Database_Extent {
+    bool ok = false; // "Ok" from the header and numbers that make sense
+    long long offset = 0;
+    long long count = -1;
+};
+Database_Extent Read_Database_Extent(const std::string& database_path);
+
 // Checksum rule: the plain byte sum of lines 1 to 6 with the older magic in line 1, each with its
 // CR LF. `lines` are the six stored lines without line ends.
 std::uint32_t Header_Checksum(const std::string& line2, const std::string& line3,

@@ -3,7 +3,10 @@
 #include "storage/record_file.h"
 
 #include <algorithm>
+#include <cctype>
 #include <cstring>
+#include <dirent.h>
+#include <string_view>
 
 namespace td {
 
@@ -124,6 +127,23 @@ void Scan_Database(const Record_File& database, int fuel, int volume, long ticke
 }
 
 } // namespace
+
+void Remove_Number_Index_Files(const std::string& folder) {
+    DIR* dir = ::opendir(folder.c_str());
+    if (dir == nullptr)
+        return;
+    while (const dirent* entry = ::readdir(dir)) {
+        const std::string_view name = entry->d_name;
+        if (name.size() < 5 || (name[0] != 'z' && name[0] != 'Z'))
+            continue;
+        std::string tail(name.substr(name.size() - 4));
+        for (char& c : tail)
+            c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+        if (tail == ".dat")
+            Remove_File(folder + "/" + std::string(name));
+    }
+    ::closedir(dir);
+}
 
 std::string Z_File_Name(int fuel, int volume) {
     return "z" + std::to_string(fuel) + "_" + std::to_string(volume) + ".dat";

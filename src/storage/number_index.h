@@ -14,6 +14,10 @@ namespace td {
 // "z" fuel "_" volume ".dat", decimal without leading zeros.
 std::string Z_File_Name(int fuel, int volume);
 
+// Removes every number index file of `folder`: the names "z*.dat", matched as the system's file
+// pattern did, without regard to case.
+void Remove_Number_Index_Files(const std::string& folder);
+
 // Lookups go through the index only for 10, 20, ... 90 litres: a whole multiple of ten below 100.
 bool Z_Index_Used_For_Lookup(int volume);
 

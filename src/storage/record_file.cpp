@@ -7,6 +7,7 @@
 #include <limits>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
 
 namespace td {
 
@@ -69,6 +70,11 @@ bool Write_At(int fd, std::uint64_t offset, std::uint64_t length, const std::uin
 
 } // namespace
 
+bool Record_File::Failed(int error) const {
+    error_ = error != 0 ? error : EIO;
+    return false;
+}
+
 Record_File::Record_File(const std::string& path, std::size_t record_length, Mode mode) {
     Open(path, record_length, mode);
 }
@@ -78,7 +84,8 @@ Record_File::~Record_File() {
 }
 
 Record_File::Record_File(Record_File&& other) noexcept
-    : fd_(other.fd_), record_length_(other.record_length_) {
+    : fd_(other.fd_), record_length_(other.record_length_), path_(std::move(other.path_)),
+      error_(other.error_) {
     other.fd_ = -1;
     other.record_length_ = 0;
 }
@@ -88,6 +95,8 @@ Record_File& Record_File::operator=(Record_File&& other) noexcept {
         Close();
         fd_ = other.fd_;
         record_length_ = other.record_length_;
+        path_ = std::move(other.path_);
+        error_ = other.error_;
         other.fd_ = -1;
         other.record_length_ = 0;
     }
@@ -96,19 +105,22 @@ Record_File& Record_File::operator=(Record_File&& other) noexcept {
 
 bool Record_File::Open(const std::string& path, std::size_t record_length, Mode mode) {
     Close();
+    path_ = path;
+    error_ = 0;
     if (record_length == 0 || path.empty())
-        return false;
+        return Failed(EINVAL);
     int flags = O_CLOEXEC | (mode == Mode::Read_Write ? (O_RDWR | O_CREAT) : O_RDONLY);
     int fd;
     do {
         fd = ::open(path.c_str(), flags, 0666);
     } while (fd < 0 && errno == EINTR);
     if (fd < 0)
-        return false;
+        return Failed(errno);
     struct stat st {};
     if (::fstat(fd, &st) != 0 || S_ISDIR(st.st_mode)) {
+        const int error = S_ISDIR(st.st_mode) ? EISDIR : errno;
         ::close(fd);
-        return false;
+        return Failed(error);
     }
     fd_ = fd;
     record_length_ = record_length;
@@ -148,9 +160,11 @@ std::vector<std::uint8_t> Record_File::Read(std::uint64_t number) const {
 
 bool Record_File::Read_Block(std::uint64_t first, std::uint64_t count, std::uint8_t* out) const {
     std::uint64_t offset = 0, length = 0;
-    if (fd_ < 0 || !Span_Of(first, count, record_length_, offset, length))
-        return false;
-    return Read_At(fd_, offset, length, out);
+    if (fd_ < 0)
+        return Failed(error_ != 0 ? error_ : EBADF);
+    if (!Span_Of(first, count, record_length_, offset, length))
+        return Failed(EINVAL);
+    return Read_At(fd_, offset, length, out) || Failed(errno);
 }
 
 bool Record_File::Write(std::uint64_t number, const std::uint8_t* data) {
@@ -159,31 +173,37 @@ bool Record_File::Write(std::uint64_t number, const std::uint8_t* data) {
 
 bool Record_File::Write_Block(std::uint64_t first, std::uint64_t count, const std::uint8_t* data) {
     std::uint64_t offset = 0, length = 0;
-    if (fd_ < 0 || !Span_Of(first, count, record_length_, offset, length))
-        return false;
-    return Write_At(fd_, offset, length, data);
+    if (fd_ < 0)
+        return Failed(error_ != 0 ? error_ : EBADF);
+    if (!Span_Of(first, count, record_length_, offset, length))
+        return Failed(EINVAL);
+    return Write_At(fd_, offset, length, data) || Failed(errno);
 }
 
 bool Record_File::Read_Bytes(std::uint64_t offset, std::size_t length, std::uint8_t* out) const {
-    if (fd_ < 0 || offset > Max_Offset || length > Max_Offset - offset)
-        return false;
-    return Read_At(fd_, offset, length, out);
+    if (fd_ < 0)
+        return Failed(error_ != 0 ? error_ : EBADF);
+    if (offset > Max_Offset || length > Max_Offset - offset)
+        return Failed(EINVAL);
+    return Read_At(fd_, offset, length, out) || Failed(errno);
 }
 
 bool Record_File::Write_Bytes(std::uint64_t offset, std::size_t length, const std::uint8_t* data) {
-    if (fd_ < 0 || offset > Max_Offset || length > Max_Offset - offset)
-        return false;
-    return Write_At(fd_, offset, length, data);
+    if (fd_ < 0)
+        return Failed(error_ != 0 ? error_ : EBADF);
+    if (offset > Max_Offset || length > Max_Offset - offset)
+        return Failed(EINVAL);
+    return Write_At(fd_, offset, length, data) || Failed(errno);
 }
 
 bool Record_File::Sync() {
     if (fd_ < 0)
-        return false;
+        return Failed(error_ != 0 ? error_ : EBADF);
     int rc;
     do {
         rc = ::fsync(fd_);
     } while (rc != 0 && errno == EINTR);
-    return rc == 0;
+    return rc == 0 || Failed(errno);
 }
 
 bool File_Exists(const std::string& path) {

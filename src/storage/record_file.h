@@ -50,9 +50,18 @@ public:
     // Forces what was written to the disk.
     bool Sync();
 
+    // The path of the last Open, whether it succeeded or not.
+    const std::string& Path() const { return path_; }
+    // The system's error number of the last failed operation (0 if none failed).
+    int Error() const { return error_; }
+
 private:
+    bool Failed(int error) const;
+
     int fd_ = -1;
     std::size_t record_length_ = 0;
+    std::string path_;
+    mutable int error_ = 0;
 };
 
 bool File_Exists(const std::string& path);

@@ -1,6 +1,6 @@
 #include "storage/records.h"
 
-#include "core/codepage.h"
+#include "base/codepage.h"
 
 #include <algorithm>
 #include <bit>
@@ -131,6 +131,13 @@ void Encode(const Z_Record& r, std::uint8_t* out) {
     Put_U8(out + 11, r.Deleted);
 }
 
+void Encode_Z_Entry(const Ticket_Record& ticket, std::int32_t record_no, std::uint8_t* out) {
+    std::memcpy(out + 0, ticket.Serial.data(), ticket.Serial.size());
+    Put_I32(out + 6, record_no);
+    Put_U8(out + 10, ticket.Used);
+    Put_U8(out + 11, ticket.Deleted);
+}
+
 Z_Record Decode_Z_Record(const std::uint8_t* in) {
     Z_Record r;
     r.Serial = Get_Raw<6>(in + 0);
@@ -250,6 +257,24 @@ Cache_User_Record Decode_Cache_User(const std::uint8_t* in) {
     r.Company = Get_I32(in + 1);
     r.Name = Get_Text(in + 5, 27);
     return r;
+}
+
+void Encode_Cache_User_From_Company(std::int32_t company, const std::uint8_t* company_raw,
+                                    std::uint8_t* out) {
+    Put_U8(out + 0, 1);
+    Put_I32(out + 1, company);
+    std::memcpy(out + 5, company_raw + Company_Name_Offset, Cache_User_Name_Width);
+}
+
+void Mark_Cache_User(std::uint8_t* raw, std::int32_t company, const std::string& name) {
+    Put_U8(raw + 0, 1);
+    Put_I32(raw + 1, company);
+    if (!name.empty())
+        Put_Text(raw + 5, Cache_User_Name_Width, name);
+}
+
+bool Cache_User_Exists(const std::uint8_t* raw) {
+    return Get_U8(raw) == 1;
 }
 
 } // namespace td

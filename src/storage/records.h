@@ -36,6 +36,8 @@ struct [[gnu::packed]] Ticket_Record {
     std::int32_t Establishments_Mask = 0;
 
     std::string Serial_Text() const { return std::string(Serial.data(), Serial.size()); }
+    // The Deleted mark of a ticket in raw database bytes.
+    static bool Raw_Deleted(const std::uint8_t* raw) { return raw[1] != 0; }
     void Set_Serial(const std::string& text); // first six bytes, blank-padded
 };
 inline constexpr std::size_t Ticket_Record_Size = 72;
@@ -61,6 +63,8 @@ void Encode(const Z_Header& header, std::uint8_t* out);
 Z_Header Decode_Z_Header(const std::uint8_t* in);
 void Encode(const Z_Record& record, std::uint8_t* out);
 Z_Record Decode_Z_Record(const std::uint8_t* in);
+// The index entry of a ticket at database record `record_no`, encoded straight from the ticket.
+void Encode_Z_Entry(const Ticket_Record& ticket, std::int32_t record_no, std::uint8_t* out);
 
 // ---- Company_Record: 276 bytes --------------------------------------------------------------
 struct Company_Record {
@@ -74,6 +78,8 @@ struct Company_Record {
 inline constexpr std::size_t Company_Record_Size = 276;
 void Encode(const Company_Record& record, std::uint8_t* out);
 Company_Record Decode_Company(const std::uint8_t* in);
+// Where the name starts in a raw company record (code page 1251, blank-padded).
+inline constexpr std::size_t Company_Name_Offset = 21;
 
 // ---- Name_Record (towns, stations): 256 bytes -----------------------------------------------
 struct Name_Record {
@@ -126,6 +132,15 @@ struct Cache_User_Record {
 inline constexpr std::size_t Cache_User_Record_Size = 32;
 void Encode(const Cache_User_Record& record, std::uint8_t* out);
 Cache_User_Record Decode_Cache_User(const std::uint8_t* in);
+inline constexpr std::size_t Cache_User_Name_Width = 27;
+// A user cache record for `company` whose name is the first 27 bytes of a raw company record's
+// name, copied byte for byte (no conversion, as the company file has them).
+void Encode_Cache_User_From_Company(std::int32_t company, const std::uint8_t* company_raw,
+                                    std::uint8_t* out);
+// Changes a raw user cache record in place: Exists = 1 and the company, and the name when `name`
+// is not empty; whatever else the record held stays.
+void Mark_Cache_User(std::uint8_t* raw, std::int32_t company, const std::string& name);
+bool Cache_User_Exists(const std::uint8_t* raw); // Exists = 1
 
 // Limits of the format.
 inline constexpr int Max_Fuel = 8;

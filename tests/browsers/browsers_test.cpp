@@ -1,9 +1,9 @@
 // The two browsers driven headless on a temporary installation.
+#include "base/dates.h"
 #include "browsers/browser_refresh.h"
 #include "browsers/resolve_tickets.h"
 #include "browsers/sell_ticets.h"
-#include "core/dates.h"
-#include "core/state.h"
+#include "kernel/state.h"
 #include "storage/header.h"
 #include "storage/record_file.h"
 #include "storage/records.h"

@@ -1,8 +1,8 @@
 // The fuel, station and user volume catalogues, driven headless on a temporary data folder.
+#include "base/text.h"
 #include "catalogues/clm_form.h"
 #include "catalogues/establishmts.h"
 #include "catalogues/usr_vol.h"
-#include "core/text.h"
 #include "storage/cache_fixture.h"
 #include "storage/reference.h"
 

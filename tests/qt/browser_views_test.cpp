@@ -1,12 +1,12 @@
 // The two browser windows, offscreen, on a small temporary installation: the buyer browser's
 // first rows, the sort menu and buttons while a browser is in front, one window of each at most,
 // and the registry the working date picker refreshes.
+#include "base/dates.h"
 #include "browsers/browser_refresh.h"
 #include "browsers/resolve_tickets.h"
 #include "browsers/sell_ticets.h"
 #include "catalogues/date_pickers.h"
-#include "core/dates.h"
-#include "core/state.h"
+#include "kernel/state.h"
 #include "qt/browser_views.h"
 #include "qt/grid_view.h"
 #include "qt/qt_mdi_form.h"

@@ -1,6 +1,6 @@
 // The real desktop program, started and ended on temporary installations through its test hooks
 // (TALLY_DEPOT_AUTO_ANSWER, TALLY_DEPOT_AUTO_CLOSE), judged by what it says and leaves on disk.
-#include "core/dates.h"
+#include "base/dates.h"
 #include "qt_test_support.h"
 #include "support/temp_folder.h"
 

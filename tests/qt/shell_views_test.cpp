@@ -1,10 +1,10 @@
 // The Qt views of the shell, offscreen: the menus and toolbar as the user meets them, the three
 // ways out, the reset of settings, the About box and Eggs, the fatal screen and the grid view.
 // Whatever ends the process runs in a child process; the parent judges what it left.
-#include "core/dates.h"
-#include "core/errorscreen.h"
-#include "core/startup.h"
-#include "core/state.h"
+#include "base/dates.h"
+#include "kernel/errorscreen.h"
+#include "kernel/startup.h"
+#include "kernel/state.h"
 #include "qt/grid_view.h"
 #include "qt/qt_mdi_form.h"
 #include "qt/qt_user_settings.h"

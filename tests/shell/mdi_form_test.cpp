@@ -1,9 +1,9 @@
 // The main window's logic, headless: what is enabled, where each command goes, the exit path,
 // the reset of settings, and the small screens behind the About box.
-#include "core/dates.h"
-#include "core/ports.h"
-#include "core/startup.h"
-#include "core/state.h"
+#include "base/dates.h"
+#include "base/ports.h"
+#include "kernel/startup.h"
+#include "kernel/state.h"
 #include "shell/mdi_form.h"
 #include "shell/small_forms.h"
 #include "shell_fakes.h"

@@ -1,7 +1,7 @@
 // The rebuild pass: ticket table, entry counts, number index files and the three cache files.
-#include "core/fatal.h"
-#include "core/text.h"
-#include "storage/cache_builder.h"
+#include "base/text.h"
+#include "kernel/cache_passes.h"
+#include "kernel/fatal.h"
 #include "storage/cache_fixture.h"
 #include "storage/number_index.h"
 

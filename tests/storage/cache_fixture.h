@@ -2,9 +2,9 @@
 // tests of the rebuild passes and of defragmentation.
 #pragma once
 
-#include "core/dates.h"
-#include "core/state.h"
-#include "storage/cache_builder.h"
+#include "base/dates.h"
+#include "kernel/cache_passes.h"
+#include "kernel/state.h"
 #include "storage/header.h"
 #include "storage/record_file.h"
 #include "storage/records.h"

@@ -1,9 +1,11 @@
 // Defragmentation: the live tickets copied into a new file that takes the database's place, and the
 // reindex command.
-#include "core/fatal.h"
-#include "storage/cache_builder.h"
+#include "kernel/cache_passes.h"
+#include "kernel/fatal.h"
+#include "shell/database_commands.h"
 #include "storage/cache_fixture.h"
 #include "storage/defrag_hook.h"
+#include "storage/defragmentation.h"
 
 #include <cerrno>
 #include <csignal>
@@ -136,7 +138,7 @@ TEST_F(Defragmentation, AWorkFileThatCantBeRemovedRefusesTheOperation) {
     folder.Write("$Defrag$.bin/inside", "x");
     state.Ticket_Table.assign(4, Ticket_Record{});
 
-    EXPECT_TRUE(Defrag_File_Busy(state));
+    EXPECT_TRUE(Defrag_File_Busy(state.Path_Of(Defrag_Work_File)));
     EXPECT_EQ(Defragment(), "$ERROR$");
     ASSERT_EQ(ui.boxes.size(), 1u);
     EXPECT_EQ(ui.boxes[0].text, "Невозможно провести дефрагментацию!");
@@ -148,10 +150,10 @@ TEST_F(Defragmentation, AWorkFileThatCantBeRemovedRefusesTheOperation) {
 }
 
 TEST_F(Defragmentation, ALeftoverReadOnlyWorkFileIsCleared) {
-    EXPECT_FALSE(Defrag_File_Busy(state)); // nothing there: not busy
+    EXPECT_FALSE(Defrag_File_Busy(state.Path_Of(Defrag_Work_File))); // nothing there: not busy
     folder.Write("$Defrag$.bin", "left behind by a crash");
     ASSERT_EQ(::chmod(Path("$Defrag$.bin").c_str(), 0444), 0);
-    EXPECT_FALSE(Defrag_File_Busy(state));
+    EXPECT_FALSE(Defrag_File_Busy(state.Path_Of(Defrag_Work_File)));
     EXPECT_FALSE(folder.Exists("$Defrag$.bin"));
 
     // A leftover longer than the new file must not leak into it.

@@ -1,5 +1,5 @@
 // Byte layouts: every field at its offset, every record at its size, text in code page 1251.
-#include "core/text.h"
+#include "base/text.h"
 #include "storage/records.h"
 
 #include <bit>

@@ -1,5 +1,5 @@
 // Reference files: loading stops at the first free slot, adding takes the lowest free slot.
-#include "core/text.h"
+#include "base/text.h"
 #include "storage/record_file.h"
 #include "storage/reference.h"
 #include "support/temp_folder.h"

@@ -1,7 +1,7 @@
 // Scriptable fakes of the ports, so that screens and operations run headless in tests.
 #pragma once
 
-#include "core/ports.h"
+#include "base/ports.h"
 
 #include <deque>
 #include <map>

@@ -1,0 +1,33 @@
+#include "kernel/fatal.h"
+
+#include "base/ports.h"
+#include "kernel/state.h"
+
+#include <cstdint>
+#include <cstdio>
+
+namespace td {
+
+std::string Hex_Number(long number) {
+    // Negative error numbers show as the classic 32-bit Long did ("FFFFFFFF" for -1).
+    unsigned long long bits = number < 0 && number >= INT32_MIN
+                                  ? static_cast<std::uint32_t>(static_cast<std::int32_t>(number))
+                                  : static_cast<unsigned long long>(number);
+    char buffer[24];
+    std::snprintf(buffer, sizeof buffer, "%llX", bits);
+    return buffer;
+}
+
+void Fatal_Error(Ui& ui, std::string module_path, std::string code) {
+    Program_State& state = State();
+    if (state.Fatal_Countdown == 0)
+        state.Fatal_Countdown = 30;
+    // There is no "current error" object to fall back on: the defaults only say that much.
+    if (module_path.empty())
+        module_path = "Unknown error:";
+    if (code.empty())
+        code = "0";
+    ui.Show_Fatal_Screen(module_path, code);
+}
+
+} // namespace td

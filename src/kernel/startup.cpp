@@ -1,0 +1,173 @@
+#include "kernel/startup.h"
+
+#include "base/dates.h"
+#include "base/ports.h"
+#include "kernel/cache_passes.h"
+#include "kernel/fatal.h"
+#include "kernel/settings.h"
+#include "kernel/state.h"
+#include "storage/header.h"
+#include "storage/number_index.h"
+#include "storage/record_file.h"
+#include "storage/records.h"
+#include "storage/reference.h"
+
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <optional>
+#include <sys/stat.h>
+
+namespace td {
+namespace {
+
+constexpr const char* Error_Source = "Tally_depot";
+
+// The fatal handler of start-up: the failure's source, "\Main\", its description; "0x" and the
+// number in hexadecimal.
+[[noreturn]] void Startup_Failure(Ui& ui, const std::string& description, long number) {
+    Fatal_Error(ui, std::string(Error_Source) + "\\Main\\" + description,
+                "0x" + Hex_Number(number));
+    End_Process_Now(ui, 1);
+}
+
+bool Is_Directory(const std::string& path) {
+    struct stat info {};
+    return stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
+}
+
+// A totals file that is empty gets `records` zero records.
+bool Ensure_Totals_File(const std::string& path, std::size_t records) {
+    Record_File file(path, Cache_Record_Size);
+    if (!file.Is_Open())
+        return false;
+    if (file.Size() != 0)
+        return true;
+    std::vector<std::uint8_t> zeros(records * Cache_Record_Size, 0);
+    return file.Write_Block(1, records, zeros.data()) && file.Sync();
+}
+
+// The first byte of record 1 read with 33-byte records: 0 means nothing is defined.
+bool First_Byte_Is_Zero(const std::string& path, std::size_t record_length) {
+    Record_File file(path, record_length);
+    std::vector<std::uint8_t> record(record_length, 0);
+    if (file.Is_Open())
+        file.Read(1, record.data());
+    return record[0] == 0;
+}
+
+void Reference_Checks(Program_State& state, Ui& ui) {
+    if (First_Byte_Is_Zero(state.Path_Of(state.settings.Towns_File), 33))
+        ui.Message_Box("Error, no towns defined in database!", box::Ok_Only, "");
+    ui.Splash_Progress(10);
+
+    if (First_Byte_Is_Zero(state.Path_Of(state.settings.Company_File), Company_Record_Size))
+        ui.Message_Box("Error, no companys defined in database!", box::Ok_Only, "");
+    state.Company_Count =
+        Load_Company_Table(state.Path_Of(state.settings.Company_File), state.Company_Table);
+    ui.Splash_Progress(10);
+
+    if (First_Byte_Is_Zero(state.Path_Of(state.settings.Establishments_File), 33))
+        ui.Message_Box("Error, no establishments defined in database!", box::Ok_Only, "");
+    ui.Splash_Progress(10);
+}
+
+} // namespace
+
+std::string Databases_Folder(const std::string& program_folder, const std::string& databases) {
+    return Translate_Path(databases, program_folder);
+}
+
+void Main_Startup(Program_State& state, Startup_Ports& ports, const std::string& program_folder) {
+    Ui& ui = ports.ui;
+    state.Fatal_Countdown = 30;
+
+    if (!ports.instance_guard.Acquire()) {
+        ui.Message_Box("Программа уже запущена", box::Ok_Only, "");
+        End_Process_Now(ui, 1);
+    }
+
+    state.Program_Folder = program_folder;
+    state.Data_Folder = program_folder;
+
+    // The working date: the stored one, or the machine's when none was ever saved. The clock is
+    // not consulted again: books are kept per working day.
+    std::string stored = ports.user_settings.Get(Settings_Application, "Kernel", "Date", "0:00:00");
+    std::optional<double> stored_date = Parse_Date(stored);
+    state.Current_Date = (stored_date && *stored_date != 0.0) ? *stored_date : ports.clock.Today();
+
+    state.System_Date_At_Start = ports.clock.Today();
+    state.Sale_Checked = false;
+    state.Redemption_Checked = false;
+    state.Cache_Stale = false;
+    state.Wizard_Page = 1;
+
+    ui.Splash_Caption("Загрузка настроек");
+    state.settings = Read_Settings(program_folder + "/" + Settings_File_Name, program_folder, ui,
+                                   [&ui](int value) { ui.Splash_Progress(value); });
+
+    // The data folder. On the run that has to create it the program stays in its own folder,
+    // and all relative file names land there: kept as it stands.
+    std::string data_folder = Databases_Folder(program_folder, state.settings.Databases_Path);
+    if (Is_Directory(data_folder)) {
+        state.Data_Folder = data_folder;
+    } else if (mkdir(data_folder.c_str(), 0777) != 0 && !Is_Directory(data_folder)) {
+        Startup_Failure(ui, "Path not found: " + data_folder, 76);
+    }
+
+    if (!Ensure_Totals_File(state.Path_Of(state.settings.Cache_Used_File), 16384))
+        Startup_Failure(ui, "Cannot open " + state.settings.Cache_Used_File, 75);
+    if (!Ensure_Totals_File(state.Path_Of(state.settings.Cache_Diff_File), 256))
+        Startup_Failure(ui, "Cannot open " + state.settings.Cache_Diff_File, 75);
+    Reference_Checks(state, ui);
+
+    // A missing or unreadable database gets a new header with zero tickets.
+    std::string database = state.Path_Of(state.settings.Database_File);
+    Header_Info header;
+    if (Read_Header(database, header) == "$ERROR$") {
+        Create_Header(database, std::nullopt);
+        if (Read_Header(database, header) == "$ERROR$")
+            Startup_Failure(ui, "Cannot create the database header of " + database, 75);
+    }
+    // A damaged head can hold any number; what no count of the format can be is taken as none.
+    auto whole = [](double value, double limit) {
+        return (value >= -limit && value <= limit) ? static_cast<long>(value) : 0L;
+    };
+    state.Ticket_Count = whole(header.count, 99999999.0);
+    state.Records_Offset = whole(header.records_offset, 99999999.0);
+
+    ui.Splash_Caption("Индексация базы данных");
+    std::string marker = state.Path_Of(Work_Marker_File);
+    if (!File_Exists(marker)) {
+        Record_File created(marker, 1);
+        created.Sync();
+        Rebuild_Index(state, ui, ports.clock, Progress_Target::Splash);
+    } else {
+        ui.Message_Box("Программа была завершена неожиданно.", box::Ok_Only, "");
+        Rebuild_All(state, ui, ports.clock, Progress_Target::Splash);
+    }
+
+    ui.Splash_Caption("Загрузка завершена");
+    ui.Splash_Progress(100);
+}
+
+void Shutdown_Steps(Program_State& state, User_Settings& user_settings) {
+    Remove_File(state.Path_Of(Work_Marker_File));
+    Remove_Number_Index_Files(state.Data_Folder);
+    user_settings.Save(Settings_Application, "Kernel", "Date", Format_Date(state.Current_Date));
+}
+
+void Shutdown(Program_State& state, Ui& ui, User_Settings& user_settings) {
+    Shutdown_Steps(state, user_settings);
+    End_Process_Now(ui, 0);
+}
+
+bool Confirm_Exit(Program_State& state, Ui& ui, User_Settings& user_settings) {
+    state.Answer = ui.Message_Box("Вы уверены, что хотите выйти?", box::Yes_No | box::Question,
+                                  "Подтверждение выхода из программы");
+    if (state.Answer == box::Answer_Yes)
+        Shutdown(state, ui, user_settings);
+    return false;
+}
+
+} // namespace td

@@ -1,0 +1,61 @@
+// The program-wide state: one copy each, as the system keeps it.
+#pragma once
+
+#include "kernel/settings.h"
+#include "storage/number_index.h"
+#include "storage/records.h"
+#include "storage/ticket_array.h"
+
+#include <string>
+#include <vector>
+
+namespace td {
+
+struct Program_State {
+    // Where things are.
+    std::string Program_Folder; // where td.ini lives
+    std::string Data_Folder;    // where the data files are (the current folder of the system)
+    Settings settings;
+
+    // Dates.
+    double Current_Date = 0.0;
+    double System_Date_At_Start = 0.0;
+    double Low_Date = -1.0;
+    double High_Date = -1.0;
+    double Valid_From = 0.0;
+    double Valid_To = 0.0;
+
+    // Database.
+    long Ticket_Count = 0;
+    long Records_Offset = 0;
+    Ticket_Array Ticket_Table; // index = position; element 0 unused
+    std::vector<Company_Record> Company_Table;
+    long Company_Count = 1;
+    Z_Count_Table Z_Counts;
+
+    // Marks.
+    bool Sale_Checked = false;
+    bool Redemption_Checked = false;
+    bool Cache_Stale = false;
+    bool Buyer_Browser_Open = false;
+    bool Station_Browser_Open = false;
+
+    int Answer = 0;
+    int Fatal_Countdown = 30;
+    bool Resume_Requested = false;
+    int Wizard_Page = 1;
+    int Redemption_Column = -1;
+    std::string Current_Node_Key = "root\\";
+    std::string Parent_Node_Key = "root\\";
+    int Fuel_Count = 0;
+    int Station_Count = 0;
+
+    // A data file's full path.
+    std::string Path_Of(const std::string& file_name) const;
+};
+
+// The one program state. Tests reset it with Reset_State().
+Program_State& State();
+void Reset_State();
+
+} // namespace td

@@ -1,0 +1,22 @@
+// The database commands of the Service menu: defragmentation and reindexing, with what the user
+// is told about them.
+#pragma once
+
+#include <string>
+
+namespace td {
+
+struct Program_State;
+class Ui;
+class Clock;
+
+// Compacts the database (the deleted tickets go), says so, then runs the full rebuild. Answers
+// "$ERROR$" as the system always did.
+std::string SE_Defragmentation(Program_State& state, Ui& ui, Clock& clock,
+                               const std::string& database_file);
+
+// The reindex command: closes the child windows, empties the ticket table and runs the full
+// rebuild with the progress form, then hides it and enables the main window.
+void Reindex_Database(Program_State& state, Ui& ui, Clock& clock);
+
+} // namespace td

@@ -1,0 +1,26 @@
+#include "storage/file_failure.h"
+
+#include <cerrno>
+#include <cstring>
+
+namespace td {
+
+void File_Failure::Note(bool ok, const std::string& failed_path, int failed_error) {
+    if (ok || Failed())
+        return;
+    path = failed_path.empty() ? std::string("?") : failed_path;
+    error = failed_error != 0 ? failed_error : EIO;
+}
+
+void File_Failure::Note(const File_Failure& other) {
+    if (other.Failed())
+        Note(false, other.path, other.error);
+}
+
+std::string File_Failure::Text() const {
+    if (!Failed())
+        return {};
+    return path + ": " + std::strerror(error);
+}
+
+} // namespace td

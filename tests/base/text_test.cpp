@@ -1,0 +1,142 @@
+#include "base/text.h"
+#include "support/fakes.h"
+
+#include <gtest/gtest.h>
+
+namespace td {
+namespace {
+
+TEST(Count_Char, EmptyInputsAndCounts) {
+    EXPECT_EQ(Count_Char("", "a"), -2);
+    EXPECT_EQ(Count_Char("data", ""), -1);
+    EXPECT_EQ(Count_Char("data", "a"), 2);
+    EXPECT_EQ(Count_Char("data", "x"), 0);
+    EXPECT_EQ(Count_Char("root\\12\\5", "\\"), 2);
+    // A Cyrillic letter is two bytes here and still counts once per occurrence.
+    EXPECT_EQ(Count_Char("мама", "а"), 2);
+}
+
+TEST(Extract_String, WantedPieceFoundCountAndArrayLayout) {
+    std::vector<std::string> parts{"stale", "stale"};
+    Extract_Result r = Extract_String("root\\12\\5", 2, parts, 10, 1, "\\", nullptr);
+    EXPECT_EQ(r.piece, "12");
+    EXPECT_EQ(r.found, 3);
+    EXPECT_FALSE(r.overflow);
+    ASSERT_EQ(parts.size(), 10u);
+    EXPECT_EQ(parts[0], "");
+    EXPECT_EQ(parts[1], "root");
+    EXPECT_EQ(parts[2], "12");
+    EXPECT_EQ(parts[3], "5");
+    for (std::size_t i = 4; i < parts.size(); ++i)
+        EXPECT_EQ(parts[i], "") << i;
+    EXPECT_GE(r.elapsed, 0.0);
+
+    // The last piece, a negative number taken as positive, and a piece that isn't there.
+    EXPECT_EQ(Extract_String("a,b,c", 3, parts, 10, 0, ",", nullptr).piece, "c");
+    EXPECT_EQ(Extract_String("a,b,c", -1, parts, 10, 0, ",", nullptr).piece, "a");
+    r = Extract_String("a,b,c", 4, parts, 10, 0, ",", nullptr);
+    EXPECT_EQ(r.piece, "");
+    EXPECT_EQ(r.found, 3);
+}
+
+TEST(Extract_String, DelimiterEdgeCases) {
+    std::vector<std::string> parts;
+    // No delimiter: the whole source is one piece.
+    Extract_Result r = Extract_String("a,b", 1, parts, 5, 0, "", nullptr);
+    EXPECT_EQ(r.piece, "a,b");
+    EXPECT_EQ(r.found, 1);
+
+    // A delimiter of several characters, and a trailing one giving an empty last piece.
+    r = Extract_String("x::y::", 2, parts, 5, 0, "::", nullptr);
+    EXPECT_EQ(r.piece, "y");
+    EXPECT_EQ(r.found, 3);
+    EXPECT_EQ(parts[3], "");
+
+    // A delimiter that never occurs, and an empty source.
+    r = Extract_String("abc", 1, parts, 5, 0, "\\", nullptr);
+    EXPECT_EQ(r.piece, "abc");
+    EXPECT_EQ(r.found, 1);
+    r = Extract_String("", 1, parts, 5, 0, "\\", nullptr);
+    EXPECT_EQ(r.piece, "");
+    EXPECT_EQ(r.found, 1);
+}
+
+TEST(Extract_String, OverflowReportsInModeOneAndIsQuietInModeZero) {
+    test::Fake_Ui ui;
+    std::vector<std::string> parts;
+    // Room for elements 1 and 2 only: the third piece overflows.
+    Extract_Result r = Extract_String("a,b,c,d", 2, parts, 3, 1, ",", &ui);
+    EXPECT_TRUE(r.overflow);
+    EXPECT_EQ(r.piece, "b");
+    EXPECT_EQ(parts.size(), 3u);
+    EXPECT_EQ(parts[1], "a");
+    EXPECT_EQ(parts[2], "b");
+    ASSERT_EQ(ui.boxes.size(), 1u);
+    EXPECT_EQ(ui.boxes[0].flags, 16);
+    EXPECT_EQ(ui.boxes[0].title, "String extract function - Error!");
+    EXPECT_EQ(ui.boxes[0].text, "Buffer too small!!!\r\nExiting...");
+
+    // The wanted piece lies beyond the overflow: nothing is returned.
+    r = Extract_String("a,b,c,d", 4, parts, 3, 0, ",", &ui);
+    EXPECT_TRUE(r.overflow);
+    EXPECT_EQ(r.piece, "");
+    EXPECT_EQ(ui.boxes.size(), 1u);
+
+    // Exactly enough room is no overflow.
+    r = Extract_String("a,b", 2, parts, 3, 1, ",", &ui);
+    EXPECT_FALSE(r.overflow);
+    EXPECT_EQ(r.piece, "b");
+    EXPECT_EQ(ui.boxes.size(), 1u);
+
+    // No room at all.
+    r = Extract_String("a", 1, parts, 0, 0, ",", &ui);
+    EXPECT_TRUE(r.overflow);
+    EXPECT_TRUE(parts.empty());
+}
+
+TEST(Parse_Serial_Range, CountsBothWaysAndPadsSingleDigits) {
+    std::vector<std::string> parts;
+    long count = -1;
+    ASSERT_TRUE(Parse_Serial_Range("123-130", parts, count));
+    EXPECT_EQ(parts[0], "123");
+    EXPECT_EQ(parts[1], "130");
+    EXPECT_EQ(count, 7);
+
+    ASSERT_TRUE(Parse_Serial_Range("130-123", parts, count));
+    EXPECT_EQ(count, 7);
+
+    ASSERT_TRUE(Parse_Serial_Range("5-9", parts, count));
+    EXPECT_EQ(parts[0], "05");
+    EXPECT_EQ(parts[1], "09");
+    EXPECT_EQ(count, 4);
+
+    ASSERT_TRUE(Parse_Serial_Range("000100-000250", parts, count));
+    EXPECT_EQ(parts[0], "000100");
+    EXPECT_EQ(count, 150);
+
+    ASSERT_TRUE(Parse_Serial_Range("7-7", parts, count));
+    EXPECT_EQ(count, 0);
+}
+
+TEST(Parse_Serial_Range, SecondDashFailsOnTheArrayBound) {
+    std::vector<std::string> parts;
+    long count = -1;
+    EXPECT_FALSE(Parse_Serial_Range("1-2-3", parts, count));
+    EXPECT_EQ(parts.size(), 2u);
+    EXPECT_EQ(parts[0], "1");
+    EXPECT_EQ(parts[1], "2");
+    EXPECT_FALSE(Parse_Serial_Range("123", parts, count));
+    // Text that isn't a number counts as 0 rather than failing.
+    ASSERT_TRUE(Parse_Serial_Range("abc-12", parts, count));
+    EXPECT_EQ(count, 12);
+}
+
+TEST(Trim_Text, BlanksOnly) {
+    EXPECT_EQ(Trim_Text("  TD.cdb   "), "TD.cdb");
+    EXPECT_EQ(Trim_Text("     "), "");
+    EXPECT_EQ(Trim_Text("\tx "), "\tx");
+    EXPECT_EQ(Lower_Ascii("Tally DEPOT Бета"), "tally depot Бета");
+}
+
+} // namespace
+} // namespace td

@@ -1,0 +1,139 @@
+// The fatal screen's logic: texts, the two timers in step, the dump and the resume.
+#include "base/ports.h"
+#include "kernel/errorscreen.h"
+#include "kernel/fatal.h"
+#include "kernel/state.h"
+#include "support/fakes.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using namespace td;
+using td::test::Fake_Ui;
+using td::test::Process_Ended;
+
+class Fatal_Screen : public ::testing::Test {
+protected:
+    Fake_Ui ui;
+    Program_State& state = State();
+    std::vector<std::string> painted;
+    int timer_changes = 0;
+    int unloads = 0;
+    std::unique_ptr<Errorscreen> screen;
+
+    void SetUp() override {
+        Reset_State();
+        Open();
+    }
+
+    void Open() {
+        screen = std::make_unique<Errorscreen>(state, ui);
+        screen->On_Repaint = [this] { painted.push_back(screen->Label2()); };
+        screen->On_Timers = [this] { ++timer_changes; };
+        screen->On_Unload = [this] { ++unloads; };
+        screen->Set_Report("Core\\SE_Defragmentation\r\nDisk full", "0xFDAABCC00" + Hex_Number(61));
+        screen->Form_Load();
+    }
+
+    void Tick(int times) {
+        for (int i = 0; i < times; ++i)
+            screen->Timer2_Timer();
+    }
+};
+
+TEST_F(Fatal_Screen, TextsAndTheCountdownWithItsLeadingZero) {
+    EXPECT_EQ(screen->Label1(),
+              "FATAL ERROR 0xFDAABCC003D\nin module: Core\\SE_Defragmentation\r\nDisk full\n");
+    EXPECT_EQ(screen->Label2(), "Program will terminate in: 30 c...");
+    EXPECT_EQ(screen->Label3(), "Press Ctrl + D if you want dump program vars...");
+    EXPECT_TRUE(screen->Timer1_Enabled());
+    EXPECT_TRUE(screen->Timer2_Enabled());
+    EXPECT_EQ(screen->Timer1_Interval(), 30000);
+
+    Tick(20);
+    EXPECT_EQ(screen->Label2(), "Program will terminate in: 10 c...");
+    Tick(1);
+    EXPECT_EQ(screen->Label2(), "Program will terminate in: 09 c...");
+    Tick(8);
+    EXPECT_EQ(screen->Label2(), "Program will terminate in: 01 c...");
+    try {
+        Tick(1);
+        ADD_FAILURE() << "the countdown ended and the process went on";
+    } catch (const Process_Ended& ended) {
+        EXPECT_EQ(ended.exit_code, Errorscreen::Exit_Code);
+    }
+    EXPECT_EQ(screen->Label2(), "Program will terminate in: 00 c...");
+    EXPECT_FALSE(screen->Timer1_Enabled());
+}
+
+TEST_F(Fatal_Screen, CtrlDDumpsNothingAndRetimesTheFirstTimer) {
+    Tick(25);
+    painted.clear();
+    int changes_before = timer_changes;
+    screen->Form_KeyUp(Errorscreen::Key_D, Errorscreen::Ctrl_Mask);
+    EXPECT_EQ(painted, (std::vector<std::string>{"Dumping all vars...", "Dump complete"}));
+    EXPECT_EQ(screen->Timer1_Interval(), 5000);
+    EXPECT_TRUE(screen->Timer1_Enabled());
+    EXPECT_GT(timer_changes, changes_before); // the view restarts its timers
+    EXPECT_EQ(state.Fatal_Countdown, 5);
+
+    // D and R without Ctrl, or with more than Ctrl, do nothing.
+    painted.clear();
+    screen->Form_KeyUp(Errorscreen::Key_D, 0);
+    screen->Form_KeyUp(Errorscreen::Key_D, Errorscreen::Ctrl_Mask | Errorscreen::Shift_Mask);
+    screen->Form_KeyUp(Errorscreen::Key_R, 0);
+    screen->Form_KeyUp(Errorscreen::Key_R, Errorscreen::Alt_Mask);
+    EXPECT_TRUE(painted.empty());
+    EXPECT_TRUE(ui.boxes.empty());
+}
+
+TEST_F(Fatal_Screen, ResumeAnsweredNoCountsOnAndYesReturnsToTheCaller) {
+    Tick(3);
+    ui.Answer_Next(box::Answer_No);
+    screen->Form_KeyUp(Errorscreen::Key_R, Errorscreen::Ctrl_Mask);
+    ASSERT_EQ(ui.boxes.size(), 1u);
+    EXPECT_EQ(ui.boxes[0].text,
+              "Now system try to resume this error. You OS may crash!!!\rAre you sure???");
+    EXPECT_EQ(ui.boxes[0].title, "Confirm RESUME ERROR");
+    EXPECT_EQ(ui.boxes[0].flags, 20);
+    EXPECT_EQ(unloads, 0);
+    EXPECT_FALSE(state.Resume_Requested);
+    EXPECT_TRUE(screen->Timer2_Enabled());
+    Tick(1);
+    EXPECT_EQ(screen->Label2(), "Program will terminate in: 26 c...");
+
+    ui.Answer_Next(box::Answer_Yes);
+    screen->Form_KeyUp(Errorscreen::Key_R, Errorscreen::Ctrl_Mask);
+    EXPECT_EQ(unloads, 1);
+    EXPECT_TRUE(screen->Unload_Requested());
+    EXPECT_TRUE(state.Resume_Requested);
+    screen->Form_Unload(); // returns: the caller goes on
+    EXPECT_FALSE(state.Resume_Requested);
+    EXPECT_FALSE(screen->Timer1_Enabled());
+
+    // A second fatal error counts from what was left.
+    Open();
+    EXPECT_EQ(screen->Label2(), "Program will terminate in: 26 c...");
+    EXPECT_EQ(screen->Timer1_Interval(), 26000);
+}
+
+TEST_F(Fatal_Screen, ClosingWithoutResumeOrTheFirstTimerEndsTheProcess) {
+    EXPECT_THROW(screen->Form_Unload(), Process_Ended);
+    Open();
+    EXPECT_THROW(screen->Timer1_Timer(), Process_Ended);
+
+    // After a countdown that reached 0, the next screen starts from 30 again.
+    state.Fatal_Countdown = 0;
+    Open();
+    EXPECT_EQ(screen->Label2(), "Program will terminate in: 30 c...");
+    EXPECT_EQ(state.Fatal_Countdown, 30);
+
+    // Fatal_Error hands both texts to the port's screen.
+    ui.resume_fatal = true;
+    Fatal_Error(ui, "Core\\CreateCacheFile", "0xEE0035453");
+    ASSERT_EQ(ui.fatals.size(), 1u);
+    EXPECT_EQ(ui.fatals[0].module_path, "Core\\CreateCacheFile");
+}
+
+} // namespace
