@@ -232,14 +232,14 @@ User_Volume_Record Decode_User_Volume(const std::uint8_t* in) {
 void Encode(const Cache_Record& r, std::uint8_t* out) {
     Put_I32(out + 0, r.Cache_Head);
     for (std::size_t i = 0; i < r.Fuel_Total.size(); ++i)
-        Put_F64(out + 4 + 8 * i, r.Fuel_Total[i]);
+        Put_F64(out + Cache_Record_Totals_Offset + 8 * i, r.Fuel_Total[i]);
 }
 
 Cache_Record Decode_Cache(const std::uint8_t* in) {
     Cache_Record r;
     r.Cache_Head = Get_I32(in + 0);
     for (std::size_t i = 0; i < r.Fuel_Total.size(); ++i)
-        r.Fuel_Total[i] = Get_F64(in + 4 + 8 * i);
+        r.Fuel_Total[i] = Get_F64(in + Cache_Record_Totals_Offset + 8 * i);
     return r;
 }
 

@@ -120,6 +120,8 @@ struct Cache_Record {
     std::array<double, 10> Fuel_Total{};
 };
 inline constexpr std::size_t Cache_Record_Size = 84;
+// Where Fuel_Total[0] starts in a raw Cache_Record; the totals follow as 8-byte doubles.
+inline constexpr std::size_t Cache_Record_Totals_Offset = 4;
 void Encode(const Cache_Record& record, std::uint8_t* out);
 Cache_Record Decode_Cache(const std::uint8_t* in);
 

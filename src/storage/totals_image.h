@@ -26,9 +26,9 @@ public:
     void Add(long long element, int fuel, double litres) {
         if (element < 1 || element > elements_ || fuel < 0 || fuel >= Fuel_Totals)
             return;
-        std::uint8_t* at = bytes_.data() +
-                           static_cast<std::size_t>(element - 1) * Cache_Record_Size +
-                           Totals_Offset + static_cast<std::size_t>(fuel) * sizeof(double);
+        std::uint8_t* at =
+            bytes_.data() + static_cast<std::size_t>(element - 1) * Cache_Record_Size +
+            Cache_Record_Totals_Offset + static_cast<std::size_t>(fuel) * sizeof(double);
         double total;
         std::memcpy(&total, at, sizeof total);
         total += litres;
@@ -41,7 +41,6 @@ public:
 private:
     static constexpr int Fuel_Totals =
         static_cast<int>(std::tuple_size_v<decltype(Cache_Record::Fuel_Total)>);
-    static constexpr std::size_t Totals_Offset = 4; // behind Cache_Head
 
     int elements_ = 0;
     std::vector<std::uint8_t> bytes_;
