@@ -82,8 +82,15 @@ void Main_Startup(Program_State& state, Startup_Ports& ports, const std::string&
     Ui& ui = ports.ui;
     state.Fatal_Countdown = 30;
 
-    if (!ports.instance_guard.Acquire()) {
+    const Instance_Guard::Result lock = ports.instance_guard.Acquire();
+    if (lock.outcome == Instance_Guard::Outcome::Already_Running) {
         ui.Message_Box("Программа уже запущена", box::Ok_Only, "");
+        End_Process_Now(ui, 1);
+    }
+    if (lock.outcome == Instance_Guard::Outcome::Cannot_Lock) {
+        // Not a second instance: whether one runs is unknown, so nothing may be touched.
+        ui.Message_Box("cannot create the lock file " + lock.lock_path + ": " + lock.reason,
+                       box::Stop, "");
         End_Process_Now(ui, 1);
     }
 
