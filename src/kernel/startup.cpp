@@ -6,6 +6,7 @@
 #include "kernel/fatal.h"
 #include "kernel/settings.h"
 #include "kernel/state.h"
+#include "storage/file_safety.h"
 #include "storage/header.h"
 #include "storage/number_index.h"
 #include "storage/record_file.h"
@@ -148,6 +149,9 @@ void Main_Startup(Program_State& state, Startup_Ports& ports, const std::string&
     if (!File_Exists(marker)) {
         Record_File created(marker, 1);
         created.Sync();
+        // The marker's name lives in its folder: a power cut must not take it away again, or
+        // the start after it would skip the full rebuild.
+        Sync_Folder_Of(marker);
         Rebuild_Index(state, ui, ports.clock, Progress_Target::Splash);
     } else {
         ui.Message_Box("Программа была завершена неожиданно.", box::Ok_Only, "");
