@@ -83,9 +83,19 @@ public:
 // successful Acquire until the process ends.
 class Instance_Guard {
 public:
+    enum class Outcome {
+        Acquired,        // this process holds the installation now
+        Already_Running, // another live process holds it
+        Cannot_Lock,     // the lock itself can't be made: nothing is known of other processes
+    };
+    struct Result {
+        Outcome outcome = Outcome::Acquired;
+        std::string lock_path; // the lock file that was tried
+        std::string reason;    // why it can't be made (Cannot_Lock only)
+    };
+
     virtual ~Instance_Guard() = default;
-    // False if another instance already holds the installation.
-    virtual bool Acquire() = 0;
+    virtual Result Acquire() = 0;
 };
 
 // Application name of the per-user store.

@@ -1,14 +1,60 @@
 #include "cli/session.h"
 
+#include "storage/defrag_hook.h"
+
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <unistd.h>
 
 namespace fs = std::filesystem;
 
 namespace td::cli {
 
 extern const char* Usage;
+
+namespace {
+
+// Test hook, read by tdctl alone, for the tests of two processes at once:
+// TDCTL_TEST_HOLD_DEFRAG=W,R holds a defragmentation in the middle of its copy. After the first
+// ticket is written to the work file, "held" goes to file descriptor W, which is closed; the run
+// goes on once descriptor R yields a byte or its end. The copy then goes one ticket a block, so
+// that the hold falls mid-copy whatever the size of the database.
+int Hold_Signal_Fd = -1;
+int Hold_Release_Fd = -1;
+
+void Hold_Defragmentation() {
+    if (Hold_Signal_Fd < 0)
+        return;
+    static const char held[] = "held\n";
+    ssize_t written;
+    do {
+        written = ::write(Hold_Signal_Fd, held, sizeof held - 1);
+    } while (written < 0 && errno == EINTR);
+    ::close(Hold_Signal_Fd);
+    Hold_Signal_Fd = -1;
+    char byte = 0;
+    ssize_t got;
+    do {
+        got = ::read(Hold_Release_Fd, &byte, 1);
+    } while (got < 0 && errno == EINTR);
+    ::close(Hold_Release_Fd);
+    Hold_Release_Fd = -1;
+}
+
+void Install_Test_Hooks() {
+    const char* hold = std::getenv("TDCTL_TEST_HOLD_DEFRAG");
+    if (hold == nullptr || std::sscanf(hold, "%d,%d", &Hold_Signal_Fd, &Hold_Release_Fd) != 2 ||
+        Hold_Signal_Fd < 0 || Hold_Release_Fd < 0) {
+        Hold_Signal_Fd = Hold_Release_Fd = -1;
+        return;
+    }
+    defrag_hook::After_Step = Hold_Defragmentation;
+    defrag_hook::Block_Tickets = 1;
+}
+
+} // namespace
 
 void Fail(const std::string& verb, const std::string& reason, int code) {
     std::fprintf(stderr, "tdctl %s: %s\n", verb.c_str(), reason.c_str());
@@ -53,6 +99,7 @@ Session::Session(const std::string& home)
     // Without this the lock file would outlive every run, and each start would first have to
     // prove it stale.
     ui_.Set_Before_End([this] { guard_.Release(); });
+    Install_Test_Hooks();
     Main_Startup(state_, ports_, home);
     ui_.Search_Progress_Hide();
 }

@@ -6,6 +6,7 @@
 #include "kernel/fatal.h"
 #include "kernel/settings.h"
 #include "kernel/state.h"
+#include "storage/file_safety.h"
 #include "storage/header.h"
 #include "storage/number_index.h"
 #include "storage/record_file.h"
@@ -82,8 +83,15 @@ void Main_Startup(Program_State& state, Startup_Ports& ports, const std::string&
     Ui& ui = ports.ui;
     state.Fatal_Countdown = 30;
 
-    if (!ports.instance_guard.Acquire()) {
+    const Instance_Guard::Result lock = ports.instance_guard.Acquire();
+    if (lock.outcome == Instance_Guard::Outcome::Already_Running) {
         ui.Message_Box("Программа уже запущена", box::Ok_Only, "");
+        End_Process_Now(ui, 1);
+    }
+    if (lock.outcome == Instance_Guard::Outcome::Cannot_Lock) {
+        // Not a second instance: whether one runs is unknown, so nothing may be touched.
+        ui.Message_Box("cannot create the lock file " + lock.lock_path + ": " + lock.reason,
+                       box::Stop, "");
         End_Process_Now(ui, 1);
     }
 
@@ -141,6 +149,9 @@ void Main_Startup(Program_State& state, Startup_Ports& ports, const std::string&
     if (!File_Exists(marker)) {
         Record_File created(marker, 1);
         created.Sync();
+        // The marker's name lives in its folder: a power cut must not take it away again, or
+        // the start after it would skip the full rebuild.
+        Sync_Folder_Of(marker);
         Rebuild_Index(state, ui, ports.clock, Progress_Target::Splash);
     } else {
         ui.Message_Box("Программа была завершена неожиданно.", box::Ok_Only, "");

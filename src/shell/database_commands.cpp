@@ -5,7 +5,10 @@
 #include "kernel/fatal.h"
 #include "kernel/state.h"
 #include "storage/defragmentation.h"
+#include "storage/file_safety.h"
 #include "storage/record_file.h"
+
+#include <cstring>
 
 namespace td {
 
@@ -16,8 +19,13 @@ constexpr double Defrag_Progress_Interval = 0.5;
 
 std::string SE_Defragmentation(Program_State& state, Ui& ui, Clock& clock,
                                const std::string& database_file) {
-    const std::string work_path = state.Path_Of(Defrag_Work_File);
-    if (Defrag_File_Busy(work_path)) {
+    const std::string database_path = state.Path_Of(database_file);
+    // Taken before the work file is cleared: a process defragmenting the same database from
+    // elsewhere uses the same work file, and it is left alone unless the lock is held.
+    Database_Lock lock(database_path);
+    const std::string work_path = Defrag_Work_Path(database_path);
+    if (lock.Status() == Database_Lock::State::Busy ||
+        (lock.Held() && Defrag_File_Busy(work_path))) {
         ui.Message_Box("Невозможно провести дефрагментацию!", box::Stop, "Ошибка!");
         return "$ERROR$";
     }
@@ -25,13 +33,20 @@ std::string SE_Defragmentation(Program_State& state, Ui& ui, Clock& clock,
     Pass_Progress progress(display, clock, Progress_Target::Form, Defrag_Progress_Interval);
     Defrag_Failure failure;
     long long kept = 0;
-    if (!Compact_Database(state.Path_Of(database_file), work_path, progress, failure, kept)) {
+    bool done = false;
+    if (lock.Held())
+        done = Compact_Database(database_path, work_path, lock, progress, failure, kept);
+    else
+        failure = {std::strerror(lock.Error()), lock.Error()};
+    if (!done) {
         // The work file stays: the next attempt clears it.
         Fatal_Error(ui, std::string(fatal_site::Defrag_Module) + "\r\n" + failure.description,
                     std::string(fatal_site::Defrag_Code) + Hex_Number(failure.number));
         return "$ERROR$";
     }
     Remove_File(work_path);
+    // The box below may wait on the user for long: other writers go on meanwhile.
+    lock.Release();
     ui.Search_Progress_Set(0);
     ui.Search_Progress_Hide();
     ui.Message_Box("Дефрагментация завершена, необходима полная переиндексация!", box::Information,

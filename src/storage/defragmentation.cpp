@@ -1,6 +1,7 @@
 #include "storage/defragmentation.h"
 
 #include "storage/defrag_hook.h"
+#include "storage/file_safety.h"
 #include "storage/header.h"
 #include "storage/record_file.h"
 #include "storage/records.h"
@@ -61,8 +62,18 @@ std::string Folder_Of(const std::string& path) {
 
 } // namespace
 
+std::string Defrag_Work_Path(const std::string& database_path) {
+    return Folder_Of(Real_File_Path(database_path)) + "/" + Defrag_Work_File;
+}
+
 bool Compact_Database(const std::string& database_path, const std::string& work_path,
-                      Pass_Progress& progress, Defrag_Failure& failure, long long& kept) {
+                      const Database_Lock& lock, Pass_Progress& progress, Defrag_Failure& failure,
+                      long long& kept) {
+    if (!lock.Covers(database_path)) {
+        // Without the lock another writer could change the file under the copy.
+        failure = {"The database is not locked", EWOULDBLOCK};
+        return false;
+    }
     const Database_Extent extent = Read_Database_Extent(database_path);
     if (!extent.ok || extent.count < 0 || extent.count > Max_Ticket_Count) {
         // Compacting a database whose header can't be read would throw its tickets away.
@@ -153,13 +164,15 @@ bool Compact_Database(const std::string& database_path, const std::string& work_
         return false;
     }
     Step_Done();
-    if (::rename(work_path.c_str(), database_path.c_str()) != 0) {
+    // A linked database is replaced at its target; the link stays.
+    const std::string& real_database = lock.Real_Path();
+    if (::rename(work_path.c_str(), real_database.c_str()) != 0) {
         failure = Failure_From_Errno(errno);
         return false;
     }
     Step_Done();
     // The rename itself is made durable through the folder.
-    Sync_Path(Folder_Of(database_path), O_RDONLY | O_DIRECTORY, error);
+    Sync_Folder_Of(real_database);
     Step_Done();
     return true;
 }

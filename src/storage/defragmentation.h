@@ -7,8 +7,15 @@
 
 namespace td {
 
-// Name of the work file of defragmentation, in the data folder.
+class Database_Lock;
+
+// Name of the work file of defragmentation, in the folder of the database's real file.
 inline constexpr const char* Defrag_Work_File = "$Defrag$.bin";
+
+// Where the work file of the database at `database_path` goes: beside its real file (a symlink
+// resolved), so that the rename that replaces the database never crosses file systems and a
+// linked database is replaced at its target.
+std::string Defrag_Work_Path(const std::string& database_path);
 
 // True if an old work file at `work_path` exists and can't be removed.
 bool Defrag_File_Busy(const std::string& work_path);
@@ -18,11 +25,14 @@ struct Defrag_Failure {
     long number = 0;         // the system's error number
 };
 
-// Copies the live tickets into the work file, gives it its header and puts it in the database's
-// place. The work file is complete and on disk before the one rename that replaces the database,
-// so the database is at every moment either the old file or the new one, whole. On failure the
-// database is untouched and the work file stays for the next attempt to clear.
+// Copies the live tickets into the work file, gives it its header and puts it in the place of the
+// database's real file. The work file is complete and on disk before the one rename that replaces
+// the database, so the database is at every moment either the old file or the new one, whole. The
+// caller holds `lock` on the database for the whole operation, the clearing of the work file
+// included; the copy refuses to start on a lock that doesn't hold the file at `database_path`.
+// On failure the database is untouched and the work file stays for the next attempt to clear.
 bool Compact_Database(const std::string& database_path, const std::string& work_path,
-                      Pass_Progress& progress, Defrag_Failure& failure, long long& kept);
+                      const Database_Lock& lock, Pass_Progress& progress, Defrag_Failure& failure,
+                      long long& kept);
 
 } // namespace td

@@ -15,12 +15,19 @@ struct Run_Result {
     std::string err;
 };
 
-// The settings store and the runtime folder of the run are `config`.
-inline Run_Result Run_Tdctl(const std::string& arguments, const Temp_Folder& config) {
+enum class Runtime_Folder { Config, None };
+
+// The settings store of the run is `config`, and so is its runtime folder, unless the run has
+// none at all (as under cron or ssh).
+inline Run_Result Run_Tdctl(const std::string& arguments, const Temp_Folder& config,
+                            Runtime_Folder runtime = Runtime_Folder::Config) {
     Temp_Folder capture;
-    std::string command = "XDG_CONFIG_HOME='" + config.Path() + "' XDG_RUNTIME_DIR='" +
-                          config.Path() + "' " + TDCTL_PATH + " " + arguments + " >'" +
-                          capture.File("out") + "' 2>'" + capture.File("err") + "'";
+    std::string runtime_setting = runtime == Runtime_Folder::Config
+                                      ? "XDG_RUNTIME_DIR='" + config.Path() + "' "
+                                      : std::string("-u XDG_RUNTIME_DIR ");
+    std::string command = "env " + runtime_setting + "XDG_CONFIG_HOME='" + config.Path() + "' " +
+                          TDCTL_PATH + " " + arguments + " >'" + capture.File("out") + "' 2>'" +
+                          capture.File("err") + "'";
     int status = std::system(command.c_str());
     Run_Result result;
     result.exit_code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;

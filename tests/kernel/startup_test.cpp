@@ -23,8 +23,12 @@ using td::test::Temp_Folder;
 
 class Fake_Guard : public Instance_Guard {
 public:
-    bool free = true;
-    bool Acquire() override { return free; }
+    Result answer;
+    bool asked = false;
+    Result Acquire() override {
+        asked = true;
+        return answer;
+    }
 };
 
 const char* Minimal_Ini = "[Tally depot beta]\r\nDatabases = \\data\r\n[end]\r\n";
@@ -152,13 +156,32 @@ TEST_F(Startup, DamagedHeadIsRewrittenAndRecordsKept) {
     EXPECT_EQ(after.substr(0, 21), "TD HDR *Ver 1.84.745*");
 }
 
-TEST_F(Startup, SecondInstanceIsRefused) {
+TEST_F(Startup, SecondInstanceOrALockThatCantBeMadeIsRefusedBeforeAnythingIsTouched) {
     home.Write("td.ini", Minimal_Ini);
-    guard.free = false;
-    Reset_State();
-    EXPECT_THROW(Main_Startup(State(), ports, home.Path()), Process_Ended);
+    auto exit_code = [this] {
+        Reset_State();
+        try {
+            Main_Startup(State(), ports, home.Path());
+        } catch (const Process_Ended& ended) {
+            return ended.exit_code;
+        }
+        return -1;
+    };
+    guard.answer = {Instance_Guard::Outcome::Already_Running, home.File("tallydepot.lock"), ""};
+    EXPECT_EQ(exit_code(), 1);
     EXPECT_EQ(ui.Box_Texts(), std::vector<std::string>{"Программа уже запущена"});
-    EXPECT_FALSE(home.Exists("data/TD.cdb"));
+    EXPECT_FALSE(home.Exists("data"));
+
+    // A lock that can't be made is no proof of another instance: it is told as what it is.
+    ui = Fake_Ui();
+    guard.answer = {Instance_Guard::Outcome::Cannot_Lock, "/ro/tallydepot.lock",
+                    "Read-only file system"};
+    EXPECT_EQ(exit_code(), 1);
+    ASSERT_EQ(ui.boxes.size(), 1u);
+    EXPECT_EQ(ui.boxes[0].text,
+              "cannot create the lock file /ro/tallydepot.lock: Read-only file system");
+    EXPECT_EQ(ui.boxes[0].flags, 16);
+    EXPECT_FALSE(home.Exists("data"));
 }
 
 TEST_F(Startup, MissingSettingsFileIsFatal) {

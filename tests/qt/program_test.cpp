@@ -48,8 +48,12 @@ class Program_Test : public QObject {
 
     // One run to its end; its lines on standard error that the hooks wrote.
     QStringList Run(int& exit_code, const QString& answers = "yes", int auto_close_ms = 100) {
+        return Run_In(Environment(answers, auto_close_ms), exit_code);
+    }
+
+    QStringList Run_In(const QProcessEnvironment& environment, int& exit_code) {
         QProcess program;
-        program.setProcessEnvironment(Environment(answers, auto_close_ms));
+        program.setProcessEnvironment(environment);
         program.start(TALLYDEPOT_PATH, {});
         if (!program.waitForFinished(60000)) {
             program.kill();
@@ -203,8 +207,21 @@ private slots:
         Write_Demo();
         QProcess first;
         Start_And_Wait(first);
+        // The lock lies in the installation itself.
+        QVERIFY(QFile::exists(QString::fromStdString(home->File("tallydepot.lock"))));
         int code = 0;
         QStringList lines = Run(code);
+        QCOMPARE(lines, QStringList{Q("box 0  | Программа уже запущена")});
+        QCOMPARE(code, 1);
+
+        // Reached through a symlink, with no runtime folder (as from cron or ssh): the same lock.
+        Temp_Folder links;
+        const QString linked = QString::fromStdString(links.File("installation"));
+        QVERIFY(QFile::link(QString::fromStdString(home->Path()), linked));
+        QProcessEnvironment elsewhere = Environment("yes", 100);
+        elsewhere.insert("TALLY_DEPOT_HOME", linked);
+        elsewhere.remove("XDG_RUNTIME_DIR");
+        lines = Run_In(elsewhere, code);
         QCOMPARE(lines, QStringList{Q("box 0  | Программа уже запущена")});
         QCOMPARE(code, 1);
         QCOMPARE(first.state(), QProcess::Running);

@@ -6,9 +6,13 @@
 #include "storage/cache_fixture.h"
 #include "storage/defrag_hook.h"
 #include "storage/defragmentation.h"
+#include "storage/file_safety.h"
+#include "support/scratch_mount.h"
 
 #include <cerrno>
 #include <csignal>
+#include <cstdio>
+#include <filesystem>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -274,6 +278,98 @@ TEST_F(Defragmentation, KilledAtAnyPointLeavesTheOldOrTheNewDatabaseWhole) {
         ASSERT_TRUE(WIFSIGNALED(status) || (WIFEXITED(status) && WEXITSTATUS(status) == 0));
         check_and_restore("killed after " + std::to_string(delay_us) + " us");
     }
+}
+
+// A database that is a symlink to a file elsewhere is compacted beside its real file and
+// replaced there: the link stays a link, and no work file lands in either folder.
+TEST_F(Defragmentation, ALinkedDatabaseIsReplacedAtItsTarget) {
+    Temp_Folder elsewhere;
+    Write_Database(Tickets(40, 4, today));
+    const Bytes old_db = File_Bytes("TD.cdb");
+    ASSERT_EQ(std::rename(Path("TD.cdb").c_str(), elsewhere.File("TD.cdb").c_str()), 0);
+    ASSERT_EQ(::chmod(elsewhere.File("TD.cdb").c_str(), 0600), 0);
+    ASSERT_EQ(::symlink(elsewhere.File("TD.cdb").c_str(), Path("TD.cdb").c_str()), 0);
+    EXPECT_EQ(Defrag_Work_Path(Path("TD.cdb")),
+              std::filesystem::canonical(elsewhere.Path()).string() + "/$Defrag$.bin");
+
+    Defragment();
+    EXPECT_TRUE(ui.fatals.empty());
+    Expect_Done_Box();
+    struct stat link {};
+    ASSERT_EQ(::lstat(Path("TD.cdb").c_str(), &link), 0);
+    EXPECT_TRUE(S_ISLNK(link.st_mode));
+    EXPECT_EQ(Whole_File(elsewhere.File("TD.cdb")), Compacted(old_db));
+    struct stat target {};
+    ASSERT_EQ(::stat(elsewhere.File("TD.cdb").c_str(), &target), 0);
+    EXPECT_EQ(target.st_mode & 0777, 0600u);
+    EXPECT_FALSE(folder.Exists("$Defrag$.bin"));
+    EXPECT_FALSE(elsewhere.Exists("$Defrag$.bin"));
+    EXPECT_EQ(state.Ticket_Table.size(), 31u);
+}
+
+// The real file on another file system: the rename stays within it.
+TEST_F(Defragmentation, ALinkedDatabaseOnAnotherFileSystem) {
+    Scratch_Mount other;
+    if (!other.Mounted())
+        GTEST_SKIP() << "mounting a tmpfs needs root";
+    Write_Database(Tickets(40, 4, today));
+    const Bytes old_db = File_Bytes("TD.cdb");
+    Write_All_Bytes(other.Folder().File("TD.cdb"), old_db);
+    ASSERT_EQ(::unlink(Path("TD.cdb").c_str()), 0);
+    ASSERT_EQ(::symlink(other.Folder().File("TD.cdb").c_str(), Path("TD.cdb").c_str()), 0);
+
+    Defragment();
+    EXPECT_TRUE(ui.fatals.empty()) << (ui.fatals.empty() ? "" : ui.fatals[0].module_path);
+    EXPECT_EQ(Whole_File(other.Folder().File("TD.cdb")), Compacted(old_db));
+    struct stat link {};
+    ASSERT_EQ(::lstat(Path("TD.cdb").c_str(), &link), 0);
+    EXPECT_TRUE(S_ISLNK(link.st_mode));
+    EXPECT_FALSE(other.Folder().Exists("$Defrag$.bin"));
+}
+
+// While another writer holds the database (here a second open of it; in life another process on
+// the same data), defragmentation is refused and touches nothing, not even the work file, which
+// belongs to that other writer if it is a defragmentation too.
+TEST_F(Defragmentation, ADatabaseHeldByAnotherWriterIsRefusedUntouched) {
+    Write_Database(Tickets(20, 2, today));
+    const Bytes old_db = File_Bytes("TD.cdb");
+    folder.Write("$Defrag$.bin", "another defragmentation's copy");
+    state.Ticket_Table.assign(4, Ticket_Record{});
+    {
+        Database_Lock other(Path("TD.cdb"));
+        ASSERT_TRUE(other.Held());
+        EXPECT_EQ(Defragment(), "$ERROR$");
+        ASSERT_EQ(ui.boxes.size(), 1u);
+        EXPECT_EQ(ui.boxes[0].text, "Невозможно провести дефрагментацию!");
+        EXPECT_EQ(ui.boxes[0].flags, 16);
+        EXPECT_EQ(ui.boxes[0].title, "Ошибка!");
+        EXPECT_EQ(File_Bytes("TD.cdb"), old_db);
+        EXPECT_EQ(folder.Read("$Defrag$.bin"), "another defragmentation's copy");
+        EXPECT_EQ(state.Ticket_Table.size(), 4u);
+        EXPECT_TRUE(ui.progress_labels.empty());
+    }
+    // Once the other writer is done it goes through, and the leftover is cleared.
+    ui.boxes.clear();
+    Defragment();
+    Expect_Done_Box();
+    EXPECT_EQ(File_Bytes("TD.cdb"), Compacted(old_db));
+    EXPECT_FALSE(folder.Exists("$Defrag$.bin"));
+
+    // The copy itself refuses a lock that doesn't hold the file it is to replace.
+    Write_Database(Tickets(20, 2, today));
+    const Bytes again = File_Bytes("TD.cdb");
+    folder.Write("other.cdb", "x");
+    Database_Lock wrong(Path("other.cdb"));
+    ASSERT_TRUE(wrong.Held());
+    Ui_Progress_Display display(ui, Progress_Target::Form, false);
+    Pass_Progress progress(display, clock, Progress_Target::Form, 0.5);
+    Defrag_Failure failure;
+    long long kept = -1;
+    EXPECT_FALSE(Compact_Database(Path("TD.cdb"), Defrag_Work_Path(Path("TD.cdb")), wrong, progress,
+                                  failure, kept));
+    EXPECT_EQ(failure.number, EWOULDBLOCK);
+    EXPECT_EQ(File_Bytes("TD.cdb"), again);
+    EXPECT_FALSE(folder.Exists("$Defrag$.bin"));
 }
 
 TEST_F(Defragmentation, ReindexRebuildsEverythingAndTidiesTheScreen) {
