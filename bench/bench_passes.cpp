@@ -322,7 +322,8 @@ void BM_Pass(benchmark::State& bs, long n, Pass pass) {
         case Pass::Defrag:
             compaction_done = 0;
             td::defrag_hook::After_Step = &Note_Step;
-            td::SE_Defragmentation(state, ui, clock, state.settings.Database_File);
+            td::SE_Defragmentation(state, ui, clock, state.settings.Database_File,
+                                   td::Defrag_Uncounted::Refuse);
             td::defrag_hook::After_Step = nullptr;
             compaction.push_back(compaction_done - times.wall0);
             break;

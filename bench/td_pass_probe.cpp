@@ -81,7 +81,8 @@ int main(int argc, char** argv) {
         td::CreateCacheFileForRange(state, ui, clock, state.settings.Cache_Used_File,
                                     state.Current_Date, state.Current_Date, database, "ps");
     } else if (pass == "defrag") {
-        td::SE_Defragmentation(state, ui, clock, state.settings.Database_File);
+        td::SE_Defragmentation(state, ui, clock, state.settings.Database_File,
+                               td::Defrag_Uncounted::Refuse);
     } else {
         Fail("unknown pass " + pass, 2);
     }

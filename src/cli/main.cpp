@@ -18,13 +18,17 @@
 #include "storage/record_file.h"
 #include "storage/records.h"
 
+#include <algorithm>
+#include <cerrno>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <optional>
 #include <string>
+#include <unistd.h>
 #include <vector>
 
 namespace fs = std::filesystem;
@@ -37,9 +41,14 @@ current folder.
 
 verbs:
   init [--demo]            write td.ini and, with --demo, a demo installation
-  verify                   check the database header and records
+  verify [--recount [--yes]]
+                           check the database header and records; --recount rewrites the
+                           header to count the whole records the file holds
   rebuild                  rebuild everything derived from the database
-  defrag                   remove deleted tickets from the database, then rebuild
+  defrag [--drop-uncounted [--yes]]
+                           remove deleted tickets from the database, then rebuild; refused
+                           while the file holds records behind the header's count or the
+                           checksum disagrees, unless --drop-uncounted
   date [DD.MM.YYYY]        show or set the working date
   totals buyers|stations   print the non-zero totals per buyer or per station
   fuel [set SLOT NAME [PRICE]]     list the fuel grades, or name one and price it
@@ -117,7 +126,146 @@ std::string Data_Folder_Of(const std::string& home, const td::Settings& settings
     return fs::is_directory(folder, ec) ? folder : home;
 }
 
+// Takes `flag` out of `rest`; true if it was there.
+bool Take_Flag(std::vector<std::string>& rest, const char* flag) {
+    auto at = std::find(rest.begin(), rest.end(), flag);
+    if (at == rest.end())
+        return false;
+    rest.erase(at);
+    return true;
+}
+
+void No_Other_Arguments(const std::string& verb, const std::vector<std::string>& rest) {
+    if (!rest.empty())
+        Fail(verb, "unknown argument '" + rest[0] + "'", 2);
+}
+
+// A change that can't be taken back goes ahead with --yes, or when the person at the terminal
+// says yes to `question`; with neither nothing is changed.
+void Confirm(const std::string& verb, bool yes, const std::string& question) {
+    if (yes)
+        return;
+    if (isatty(STDIN_FILENO) != 1 || isatty(STDERR_FILENO) != 1)
+        Fail(verb, "not on a terminal: add --yes to go ahead; nothing was changed", 2);
+    std::fprintf(stderr, "%s [y/N] ", question.c_str());
+    std::string answer;
+    for (int c = std::getchar(); c != EOF && c != '\n'; c = std::getchar())
+        answer += static_cast<char>(c);
+    if (answer != "y" && answer != "Y" && answer != "yes")
+        Fail(verb, "nothing was changed");
+}
+
+// The first seven lines of a header page as text, with bytes that can't be shown as "?".
+std::vector<std::string> Header_Lines(const std::string& page) {
+    std::vector<std::string> lines;
+    std::size_t at = 0;
+    while (lines.size() < 7 && at < page.size()) {
+        std::size_t end = page.find("\r\n", at);
+        std::string line = page.substr(at, end == std::string::npos ? std::string::npos : end - at);
+        for (char& c : line)
+            if (static_cast<unsigned char>(c) < 32 || c == 127)
+                c = '?';
+        lines.push_back(line);
+        if (end == std::string::npos)
+            break;
+        at = end + 2;
+    }
+    return lines;
+}
+
+// Rewrites the header with the number of whole records behind it, once it has shown what changes.
+void Recount(const std::string& verb, const std::string& home, const std::string& database,
+             bool yes) {
+    const std::uint64_t size = fs::file_size(database);
+    const long long whole =
+        td::Whole_Records_Behind(size, td::Header_Records_Offset, td::Ticket_Record_Size);
+    if (whole > td::Max_Ticket_Count)
+        Fail(verb, "the file holds " + std::to_string(whole) +
+                       " whole records, more than a header can count; nothing was changed");
+    td::Header_Info header;
+    const bool parsed = td::Read_Header(database, header) == "Ok";
+    const td::Header_Verification check = td::Verify_Header_Checksum(database);
+    if (parsed && header.count == static_cast<double>(whole) &&
+        header.records_offset == td::Header_Records_Offset && check.checksum_agrees) {
+        std::printf("recount: the header already counts the %lld whole records; nothing to "
+                    "change\n",
+                    whole);
+        return;
+    }
+
+    std::string old_page(td::Header_Page_Size, '\0');
+    {
+        std::ifstream in(database, std::ios::binary);
+        in.read(old_page.data(), static_cast<std::streamsize>(old_page.size()));
+        old_page.resize(static_cast<std::size_t>(std::max<std::streamsize>(in.gcount(), 0)));
+    }
+    const std::vector<std::string> before = Header_Lines(old_page);
+    const std::vector<std::string> after = Header_Lines(td::Build_Header_Page(whole));
+    std::printf("recount: the header %s; the file holds %lld whole records\n",
+                parsed ? ("counts " + td::Format_Number(header.count)).c_str() : "can't be read",
+                whole);
+    for (std::size_t i = 0; i < after.size(); ++i) {
+        const std::string old_line = i < before.size() ? before[i] : std::string("(none)");
+        if (old_line != after[i])
+            std::printf("recount: line %zu: \"%s\" -> \"%s\"\n", i + 1, old_line.c_str(),
+                        after[i].c_str());
+    }
+    Confirm(verb, yes,
+            "Rewrite the header of " + database + " to count " + std::to_string(whole) +
+                " tickets?");
+    // The running program keeps its own count and would write it back over this one.
+    td::Qt_Instance_Guard guard(home);
+    const td::Instance_Guard::Result lock = guard.Acquire();
+    if (lock.outcome == td::Instance_Guard::Outcome::Already_Running)
+        Fail(verb, "another instance uses the installation; nothing was changed");
+    if (lock.outcome == td::Instance_Guard::Outcome::Cannot_Lock)
+        Fail(verb, "cannot create the lock file " + lock.lock_path + ": " + lock.reason +
+                       "; nothing was changed");
+    if (!td::Create_Header(database, static_cast<long>(whole)))
+        Fail(verb, "cannot write the header of " + database + ": " + std::strerror(errno));
+    guard.Release();
+    std::printf("recount: the header now counts %lld tickets\n", whole);
+}
+
+// The header's count against what the file holds.
+struct Count_Check {
+    long long present = 0; // whole records behind the header's offset
+    std::vector<std::string> findings;
+};
+
+Count_Check Check_Count(const std::string& database, const td::Header_Info& header) {
+    Count_Check result;
+    std::error_code ec;
+    const std::uint64_t size = fs::file_size(database, ec);
+    const td::Database_Extent extent = td::Read_Database_Extent(database);
+    const std::string fault = td::Ticket_Count_Fault(header.count);
+    const long long count = fault.empty() ? extent.count : 0;
+    result.present = td::Whole_Records_Behind(ec ? 0 : size, extent.offset, td::Ticket_Record_Size);
+    const long long uncounted =
+        td::Records_Beyond_Count(ec ? 0 : size, extent.offset, count, td::Ticket_Record_Size);
+    if (!fault.empty())
+        result.findings.push_back("the header's count " + td::Format_Number(header.count) + " " +
+                                  fault + ": it is taken as 0");
+    if (uncounted > 0)
+        result.findings.push_back(
+            "the file holds " + std::to_string(uncounted) +
+            " whole records behind the header's count of " + std::to_string(count) +
+            ": defragmentation would drop them (tdctl verify --recount counts them)");
+    if (result.present < count)
+        result.findings.push_back("the file holds " + std::to_string(result.present) +
+                                  " records, the header counts " + std::to_string(count) +
+                                  ": the rest read as empty records");
+    return result;
+}
+
 int Verify(const Arguments& args) {
+    std::vector<std::string> rest = args.rest;
+    const bool recount = Take_Flag(rest, "--recount");
+    const bool yes = Take_Flag(rest, "--yes");
+    No_Other_Arguments("verify", rest);
+    if (yes && !recount)
+        Fail("verify", "--yes goes with --recount only", 2);
+
     td::Cli_Ui ui;
     td::Settings settings =
         td::Read_Settings(args.home + "/" + td::Settings_File_Name, args.home, ui);
@@ -125,58 +273,103 @@ int Verify(const Arguments& args) {
         td::Data_File_Path(Data_Folder_Of(args.home, settings), settings.Database_File);
     if (!fs::exists(database))
         Fail("verify", "no database file at " + database);
+    if (recount)
+        Recount("verify", args.home, database, yes);
 
     td::Header_Info header;
     if (td::Read_Header(database, header) != "Ok")
-        Fail("verify", "the header of " + database + " cannot be parsed");
+        Fail("verify", "the header of " + database +
+                           " cannot be parsed (tdctl verify --recount writes a new one that "
+                           "counts the whole records behind it)");
     td::Header_Verification check = td::Verify_Header_Checksum(database);
 
-    std::uint64_t size = fs::file_size(database);
-    long count = static_cast<long>(header.count);
-    long offset = static_cast<long>(header.records_offset);
-    std::uint64_t needed =
-        static_cast<std::uint64_t>(std::max(0L, offset + count)) * td::Ticket_Record_Size;
-    std::uint64_t present =
-        size > static_cast<std::uint64_t>(offset) * td::Ticket_Record_Size
-            ? (size - static_cast<std::uint64_t>(offset) * td::Ticket_Record_Size) /
-                  td::Ticket_Record_Size
-            : 0;
-
+    const Count_Check counted = Check_Count(database, header);
     std::printf("database: %s\n", database.c_str());
     std::printf("header version: %s\n", header.header_version.c_str());
     std::printf("program version: %s\n", header.program_version.c_str());
     std::printf("record length: %s\n", td::Format_Number(header.record_length).c_str());
     std::printf("records offset: %s\n", td::Format_Number(header.records_offset).c_str());
     std::printf("data type: %s\n", header.data_type.c_str());
-    std::printf("count: %ld\n", count);
+    std::printf("count: %s\n", td::Format_Number(header.count).c_str());
     std::printf("checksum: %s (stored %08X, by the rule %08X)\n",
                 check.checksum_agrees ? "agrees" : "DOES NOT AGREE", check.stored_checksum,
                 check.computed_checksum);
-    std::printf("records: %llu in the file, %ld counted\n",
-                static_cast<unsigned long long>(present), count);
+    std::printf("records: %lld in the file, %s counted\n", counted.present,
+                td::Format_Number(header.count).c_str());
 
+    std::vector<std::string> findings;
     if (!check.checksum_agrees)
-        Fail("verify", check.reason.empty() ? "the checksum does not agree" : check.reason);
-    if (count < 0 || size < needed)
-        Fail("verify", "the file holds " + std::to_string(present) +
-                           " records, the header counts " + std::to_string(count));
+        findings.push_back(check.reason.empty() ? "the checksum does not agree" : check.reason);
+    findings.insert(findings.end(), counted.findings.begin(), counted.findings.end());
+    if (!findings.empty()) {
+        for (const std::string& finding : findings)
+            std::fprintf(stderr, "tdctl verify: %s\n", finding.c_str());
+        return 1;
+    }
     std::printf("ok\n");
     return 0;
 }
 
+// Ends a session that ran its verb with `code`, after the clean shutdown steps.
+[[noreturn]] void End_Session(Session& session, int code) {
+    td::Shutdown_Steps(session.State(), session.User_Settings());
+    td::End_Process_Now(session.Ui(), code);
+}
+
 int Rebuild(const Arguments& args) {
+    No_Other_Arguments("rebuild", args.rest);
     Session session(args.home);
-    td::Reindex_Database(session.State(), session.Ui(), session.Clock());
-    std::printf("rebuilt: %ld tickets\n", session.State().Ticket_Count);
+    td::Program_State& state = session.State();
+    td::Reindex_Database(state, session.Ui(), session.Clock());
+    // The table holds what the pass took: a count no database can have took no tickets.
+    const std::size_t tickets = state.Ticket_Table.empty() ? 0 : state.Ticket_Table.size() - 1;
+    std::printf("rebuilt: %zu tickets\n", tickets);
+    // What is off with the count is said, so that nobody takes the derived files for the
+    // database's whole story.
+    const std::string database = state.Path_Of(state.settings.Database_File);
+    td::Header_Info header;
+    if (td::Read_Header(database, header) == "Ok") {
+        const Count_Check counted = Check_Count(database, header);
+        for (const std::string& finding : counted.findings)
+            std::fprintf(stderr, "tdctl rebuild: %s (see tdctl verify)\n", finding.c_str());
+        if (!counted.findings.empty())
+            End_Session(session, 1);
+    }
     session.Shutdown();
 }
 
 int Defrag(const Arguments& args) {
+    std::vector<std::string> rest = args.rest;
+    const bool drop_uncounted = Take_Flag(rest, "--drop-uncounted");
+    const bool yes = Take_Flag(rest, "--yes");
+    No_Other_Arguments("defrag", rest);
+    if (yes && !drop_uncounted)
+        Fail("defrag", "--yes goes with --drop-uncounted only", 2);
+    if (drop_uncounted)
+        Confirm("defrag", yes,
+                "Defragment by the header's count, dropping every record behind it?");
+
     Session session(args.home);
     td::Program_State& state = session.State();
     long before = state.Ticket_Count;
-    td::SE_Defragmentation(state, session.Ui(), session.Clock(), state.settings.Database_File);
+    td::Defrag_Refusal refusal;
+    td::SE_Defragmentation(
+        state, session.Ui(), session.Clock(), state.settings.Database_File,
+        drop_uncounted ? td::Defrag_Uncounted::Drop : td::Defrag_Uncounted::Refuse, &refusal);
     session.Ui().Search_Progress_Hide();
+    if (refusal.refused) {
+        std::string reason = "refused; the database was left as it is:";
+        if (refusal.uncounted_records > 0)
+            reason += " the file holds " + std::to_string(refusal.uncounted_records) +
+                      " whole records behind the header's count of " +
+                      std::to_string(refusal.count) + ", which defragmentation would drop;";
+        if (refusal.checksum_disagrees)
+            reason += " the header's checksum does not agree (" + refusal.checksum_reason + ");";
+        reason += " see tdctl verify, and tdctl verify --recount; tdctl defrag --drop-uncounted "
+                  "drops them";
+        std::fprintf(stderr, "tdctl defrag: %s\n", reason.c_str());
+        End_Session(session, 1);
+    }
     td::Header_Info header;
     td::Read_Header(state.Path_Of(state.settings.Database_File), header);
     std::printf("defragmented: %ld tickets before, %s after\n", before,

@@ -17,8 +17,21 @@ namespace {
 constexpr double Defrag_Progress_Interval = 0.5;
 } // namespace
 
+std::string Defrag_Refusal_Text(const Defrag_Refusal& refusal) {
+    std::string text = "Дефрагментация не проведена: база данных не сходится со своим заголовком.";
+    if (refusal.uncounted_records > 0)
+        text += "\nЗаписей в файле сверх числа в заголовке (" + std::to_string(refusal.count) +
+                "): " + std::to_string(refusal.uncounted_records) +
+                ". Дефрагментация удалила бы их.";
+    if (refusal.checksum_disagrees)
+        text += "\nКонтрольная сумма заголовка не совпадает: числу записей в нём нельзя верить.";
+    text += "\nФайл базы данных оставлен без изменений.";
+    return text;
+}
+
 std::string SE_Defragmentation(Program_State& state, Ui& ui, Clock& clock,
-                               const std::string& database_file) {
+                               const std::string& database_file, Defrag_Uncounted uncounted,
+                               Defrag_Refusal* refusal_out) {
     const std::string database_path = state.Path_Of(database_file);
     // Taken before the work file is cleared: a process defragmenting the same database from
     // elsewhere uses the same work file, and it is left alone unless the lock is held.
@@ -32,13 +45,21 @@ std::string SE_Defragmentation(Program_State& state, Ui& ui, Clock& clock,
     Ui_Progress_Display display(ui, Progress_Target::Form, false);
     Pass_Progress progress(display, clock, Progress_Target::Form, Defrag_Progress_Interval);
     Defrag_Failure failure;
+    Defrag_Refusal refusal;
     long long kept = 0;
-    bool done = false;
+    bool compacted = false;
     if (lock.Held())
-        done = Compact_Database(database_path, work_path, lock, progress, failure, kept);
+        compacted = Compact_Database(database_path, work_path, lock, uncounted, progress, failure,
+                                     refusal, kept);
     else
         failure = {std::strerror(lock.Error()), lock.Error()};
-    if (!done) {
+    if (refusal_out != nullptr)
+        *refusal_out = refusal;
+    if (refusal.refused) {
+        ui.Message_Box(Defrag_Refusal_Text(refusal), box::Stop, "Ошибка!");
+        return "$ERROR$";
+    }
+    if (!compacted) {
         // The work file stays: the next attempt clears it.
         Fatal_Error(ui, std::string(fatal_site::Defrag_Module) + "\r\n" + failure.description,
                     std::string(fatal_site::Defrag_Code) + Hex_Number(failure.number));

@@ -158,7 +158,8 @@ void MDI_Form::Register_Commands() {
     // Reindexing closes the children itself before the rebuild.
     commands_["mnu_reindex_DB"] = [this] { Reindex_Database(state_, ui_, clock_); };
     commands_["mnu_se_defrag"] = [this] {
-        SE_Defragmentation(state_, ui_, clock_, state_.settings.Database_File);
+        SE_Defragmentation(state_, ui_, clock_, state_.settings.Database_File,
+                           Defrag_Uncounted::Refuse);
     };
 }
 

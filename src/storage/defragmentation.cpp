@@ -67,8 +67,10 @@ std::string Defrag_Work_Path(const std::string& database_path) {
 }
 
 bool Compact_Database(const std::string& database_path, const std::string& work_path,
-                      const Database_Lock& lock, Pass_Progress& progress, Defrag_Failure& failure,
+                      const Database_Lock& lock, Defrag_Uncounted uncounted,
+                      Pass_Progress& progress, Defrag_Failure& failure, Defrag_Refusal& refusal,
                       long long& kept) {
+    refusal = Defrag_Refusal{};
     if (!lock.Covers(database_path)) {
         // Without the lock another writer could change the file under the copy.
         failure = {"The database is not locked", EWOULDBLOCK};
@@ -89,6 +91,19 @@ bool Compact_Database(const std::string& database_path, const std::string& work_
     if (!database.Is_Open()) {
         failure = Failure_From_Errno(errno);
         return false;
+    }
+    if (uncounted == Defrag_Uncounted::Refuse) {
+        // The copy goes by the count: what lies behind it, and any count a damaged header gives,
+        // would be lost with the old file.
+        const Header_Verification check = Verify_Header_Checksum(database_path);
+        refusal.count = n;
+        refusal.uncounted_records =
+            Records_Beyond_Count(database.Size(), offset, n, Ticket_Record_Size);
+        refusal.checksum_disagrees = !check.checksum_agrees;
+        refusal.checksum_reason = check.reason;
+        refusal.refused = refusal.uncounted_records > 0 || refusal.checksum_disagrees;
+        if (refusal.refused)
+            return false;
     }
     errno = 0;
     Record_File work(work_path, Ticket_Record_Size);

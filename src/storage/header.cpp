@@ -229,17 +229,49 @@ bool Whole_Number(double value, long long& out) {
 
 } // namespace
 
+std::string Ticket_Count_Fault(double count) {
+    if (!std::isfinite(count))
+        return "is not a number";
+    if (count < 0)
+        return "is negative";
+    if (count >= static_cast<double>(Max_Ticket_Count) + 1)
+        return "has more than 8 digits";
+    return {};
+}
+
 Database_Extent Read_Database_Extent(const std::string& database_path) {
     Header_Info info;
     Database_Extent extent;
     const bool read = Read_Header(database_path, info) == "Ok";
     long long offset = 0, count = -1;
-    const bool numbers =
-        Whole_Number(info.records_offset, offset) && Whole_Number(info.count, count);
-    extent.offset = numbers ? offset : 0;
+    const bool offset_whole = Whole_Number(info.records_offset, offset);
+    const bool numbers = offset_whole && Whole_Number(info.count, count);
+    extent.header_read = read;
+    extent.offset_whole = read && offset_whole;
+    extent.header_count = info.count;
+    extent.offset = offset_whole ? offset : 0;
     extent.count = numbers ? count : -1;
     extent.ok = read && numbers;
     return extent;
+}
+
+long long Whole_Records_Behind(std::uint64_t file_size, long long offset,
+                               std::size_t record_length) {
+    if (record_length == 0)
+        return 0;
+    const auto records = static_cast<long long>(file_size / record_length);
+    if (offset < 0)
+        return records; // records before record 1 don't exist: every whole record is a ticket's
+    return records > offset ? records - offset : 0;
+}
+
+long long Records_Beyond_Count(std::uint64_t file_size, long long offset, long long count,
+                               std::size_t record_length) {
+    if (record_length == 0)
+        return 0;
+    const auto records = static_cast<long long>(file_size / record_length);
+    const long long last_counted = std::max(0LL, offset + std::max(count, 0LL));
+    return records > last_counted ? records - last_counted : 0;
 }
 
 } // namespace td

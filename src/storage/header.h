@@ -39,13 +39,30 @@ std::string Read_Header(const std::string& file, Header_Info& info);
 // The header can't hold more than 8 digits; any count above is a damaged header.
 inline constexpr long long Max_Ticket_Count = 99999999;
 
+// What is wrong with a count read from the header, as words ("is negative", ...); empty when it is
+// a number of tickets the format can hold. A count the format can't hold comes only from damage.
+std::string Ticket_Count_Fault(double count);
+
 // The offset and count of the database header, as whole numbers.
 struct Database_Extent {
-    bool ok = false; // "Ok" from the header and numbers that make sense
+    bool ok = false;          // "Ok" from the header and numbers that make sense
+    bool header_read = false; // "Ok" from the header, whatever its numbers
+    bool offset_whole = false;
     long long offset = 0;
     long long count = -1;
+    double header_count = -1; // the count as the header gave it
 };
 Database_Extent Read_Database_Extent(const std::string& database_path);
+
+// Whole records of `record_length` bytes in a file of `file_size` bytes that lie behind the first
+// `offset` records: what the file holds as tickets, however many the header counts.
+long long Whole_Records_Behind(std::uint64_t file_size, long long offset,
+                               std::size_t record_length);
+
+// Whole records of the file behind the last one the count reaches (record offset + count): what a
+// copy by the count would leave out.
+long long Records_Beyond_Count(std::uint64_t file_size, long long offset, long long count,
+                               std::size_t record_length);
 
 // Checksum rule: the plain byte sum of lines 1 to 6 with the older magic in line 1, each with its
 // CR LF. `lines` are the six stored lines without line ends.

@@ -67,18 +67,22 @@ public:
     };
 
     struct Pair_Entries {
-        // Entries for consecutive index records from `first` on.
+        // Entries for consecutive index records from `first` on. A run of zero records keeps no
+        // entries: they differ only in their record numbers, from `zero_record_no` on, and are
+        // made as the file is written.
         struct Run {
             std::int64_t first = 0;
             std::int64_t count = 0;
             std::vector<std::uint8_t*> pieces;
+            std::int64_t zero_record_no = 0; // not 0: a run of zero records
         };
         std::vector<Run> runs;
 
         void Add(Pieces& pieces, std::int64_t record, const Ticket_Record& ticket,
                  std::int32_t record_no) {
-            if (runs.empty() || runs.back().first + runs.back().count != record)
-                runs.push_back({record, 0, {}});
+            if (runs.empty() || runs.back().first + runs.back().count != record ||
+                runs.back().zero_record_no != 0)
+                runs.push_back({record, 0, {}, 0});
             Run& run = runs.back();
             const auto slot = static_cast<std::size_t>(run.count) % Piece_Entries;
             if (slot == 0)
@@ -105,6 +109,14 @@ public:
     void Add(Pair_Entries& pair, std::int64_t record, const Ticket_Record& ticket,
              std::int32_t record_no) {
         pair.Add(pieces_, record, ticket, record_no);
+    }
+
+    // `count` entries of zero records at index records `record`, `record` + 1, ... whose database
+    // records are `record_no`, `record_no` + 1, ...: nothing is kept per entry.
+    void Add_Zero_Records(Pair_Entries& pair, std::int64_t record, std::int64_t count,
+                          std::int32_t record_no) {
+        if (count > 0 && record_no != 0)
+            pair.runs.push_back({record, count, {}, record_no});
     }
 
     // Writes every pair's entries into the index files of `folder`; with `headers`, also every

@@ -4,8 +4,10 @@
 
 #include "storage/records.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -35,6 +37,16 @@ public:
         if (!In_Bounds(fuel, volume))
             return false;
         ++counts_[fuel][volume];
+        return true;
+    }
+    // Adds `amount` entries at once, short of overflowing; false (and nothing changed) outside the
+    // bounds.
+    bool Add(long fuel, long volume, std::int64_t amount) {
+        if (!In_Bounds(fuel, volume))
+            return false;
+        const std::int64_t sum = std::int64_t{counts_[fuel][volume]} + amount;
+        counts_[fuel][volume] = static_cast<std::int32_t>(
+            std::clamp<std::int64_t>(sum, 0, std::numeric_limits<std::int32_t>::max()));
         return true;
     }
     void Clear() { counts_ = {}; }

@@ -53,6 +53,15 @@ public:
         }
     }
 
+    // `count` tickets at once, the last of them `last`: what `count` calls of Tick would show at
+    // most.
+    void Tick_Many(long long last, long long count, long long denominator) {
+        if (count <= 0)
+            return;
+        countdown_ -= std::min(count - 1, countdown_);
+        Tick(last, denominator);
+    }
+
     // A zero denominator or a value off the bar is a failed statement: nothing is shown.
     void Report(long long i, long long denominator) {
         if (denominator == 0)

@@ -52,24 +52,35 @@ Rebuild_Result Rebuild_Derived_Data(const Pass_Files& files, Rebuild_Mode mode, 
     const std::string& database_path = files.database;
     const Database_Extent extent =
         database_path.empty() ? Database_Extent{} : Read_Database_Extent(database_path);
-    result.tickets = extent.count;
-    if (!extent.ok || extent.count < 0) {
+    result.header_count = extent.header_count;
+    if (!extent.header_read || !extent.offset_whole) {
         // Without a header there is nothing to index: the table keeps only its element 0.
+        result.tickets = extent.header_read ? extent.count : -1;
         ticket_table.assign(1, Ticket_Record{});
         result.outcome = Rebuild_Result::Outcome::No_Header;
         return result;
     }
-    const long long n = extent.count;
+    // A count no database can have (negative, beyond 8 digits) counts no tickets: the loop over
+    // them does nothing, and the derived files are those of an empty database.
+    result.count_fault = Ticket_Count_Fault(extent.header_count);
+    const long long n = result.count_fault.empty() ? extent.count : 0;
     const long long offset = extent.offset;
+    result.tickets = n;
     progress.Expect_Tickets(n);
-    if (n > Max_Ticket_Count || n + offset > std::numeric_limits<std::int32_t>::max()) {
+    if (n + offset > std::numeric_limits<std::int32_t>::max()) {
         result.outcome = Rebuild_Result::Outcome::Too_Large;
         return result;
     }
+    Record_File database(database_path, Ticket_Record_Size, Record_File::Mode::Read_Only);
+    // Tickets whose records lie past the end of the file are zero records: they are neither read
+    // nor stored one by one, so that a count far beyond the file costs what the file costs.
+    const long long held = Tickets_In_File(database.Size(), offset, n);
     try {
-        // Every element is overwritten below: the table is read straight from the database.
+        // Every element up to `held` is overwritten below: those are read straight from the
+        // database.
         ticket_table.clear();
-        ticket_table.Resize_For_Overwrite(static_cast<std::size_t>(n) + 1);
+        ticket_table.Resize_With_Zero_Tail(static_cast<std::size_t>(n) + 1,
+                                           static_cast<std::size_t>(held) + 1);
     } catch (const std::exception&) {
         result.outcome = Rebuild_Result::Outcome::Out_Of_Memory;
         return result;
@@ -88,7 +99,6 @@ Rebuild_Result Rebuild_Derived_Data(const Pass_Files& files, Rebuild_Mode mode, 
         Remove_File(used_path);
         user_cache.Open(user_path, Cache_User_Record_Size);
     }
-    Record_File database(database_path, Ticket_Record_Size, Record_File::Mode::Read_Only);
     Record_File companies = Open_Creating(files.company, Company_Record_Size);
 
     Totals company_totals(full ? Max_Companies : 0);
@@ -98,11 +108,32 @@ Rebuild_Result Rebuild_Derived_Data(const Pass_Files& files, Rebuild_Mode mode, 
     std::array<std::uint8_t, Company_Record_Size> company_raw{};
     const long long current_day = Day_Of(current_date);
 
-    Index_Batch index(n);
+    Index_Batch index(held);
     int current_fuel = 0, current_volume = 0;
     Index_Batch::Pair_Entries* current = nullptr; // the pair (0, 0) starts with no file open
 
-    Ticket_Reader reader(database, offset, n, table);
+    // The work of the full mode on one ticket: totals and the user cache.
+    auto account = [&](const Ticket_Record& ticket) {
+        const int fuel = ticket.Fuel;
+        const bool sold_by_now = Day_Of(ticket.Sell_Date) <= current_day;
+        const std::int32_t company = ticket.Company;
+        if (ticket.Deleted == 0 && sold_by_now) {
+            if (ticket.Used == 0)
+                company_totals.Add(company, fuel, ticket.Volume);
+            else if (ticket.Validation_Date == current_date)
+                station_totals.Add(ticket.Establishment, fuel, ticket.Real_Volume);
+        }
+        if (sold_by_now && company != 0 && !seen.Contains(company)) {
+            if (company >= 1)
+                companies.Read(static_cast<std::uint64_t>(company), company_raw.data());
+            std::array<std::uint8_t, Cache_User_Record_Size> record{};
+            Encode_Cache_User_From_Company(company, company_raw.data(), record.data());
+            user_records.insert(user_records.end(), record.begin(), record.end());
+            seen.Insert(company);
+        }
+    };
+
+    Ticket_Reader reader(database, offset, held, table);
     for (long long block = 0; block < reader.Blocks(); ++block) {
         reader.Next();
         const long long first = reader.First_Of(block);
@@ -120,27 +151,28 @@ Rebuild_Result Rebuild_Derived_Data(const Pass_Files& files, Rebuild_Mode mode, 
             if (counted && current != nullptr)
                 index.Add(*current, counts.Get(fuel, volume) + 1, ticket,
                           static_cast<std::int32_t>(i + offset));
-
-            if (full) {
-                const bool sold_by_now = Day_Of(ticket.Sell_Date) <= current_day;
-                const std::int32_t company = ticket.Company;
-                if (ticket.Deleted == 0 && sold_by_now) {
-                    if (ticket.Used == 0)
-                        company_totals.Add(company, fuel, volume);
-                    else if (ticket.Validation_Date == current_date)
-                        station_totals.Add(ticket.Establishment, fuel, ticket.Real_Volume);
-                }
-                if (sold_by_now && company != 0 && !seen.Contains(company)) {
-                    if (company >= 1)
-                        companies.Read(static_cast<std::uint64_t>(company), company_raw.data());
-                    std::array<std::uint8_t, Cache_User_Record_Size> record{};
-                    Encode_Cache_User_From_Company(company, company_raw.data(), record.data());
-                    user_records.insert(user_records.end(), record.begin(), record.end());
-                    seen.Insert(company);
-                }
-            }
+            if (full)
+                account(ticket);
             progress.Tick(i, n);
         }
+    }
+
+    // The zero records behind the end of the file, all of the pair (0, 0), in one step: the count
+    // and the index entries as one by one, and the full mode's work once, since a zero record has
+    // no company, is not redeemed and adds nothing: a second one would change nothing further.
+    if (const long long tail = n - held; tail > 0) {
+        const std::int32_t first_entry = counts.Get(0, 0) + 2;
+        counts.Add(0, 0, tail);
+        if (current_fuel != 0 || current_volume != 0) {
+            current_fuel = current_volume = 0;
+            current = &index.Open(0, 0);
+        }
+        if (current != nullptr)
+            index.Add_Zero_Records(*current, first_entry, tail,
+                                   static_cast<std::int32_t>(held + 1 + offset));
+        if (full)
+            account(Ticket_Record{});
+        progress.Tick_Many(n, tail, n);
     }
 
     File_Failure& failure = result.write_failure;

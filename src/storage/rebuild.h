@@ -30,10 +30,14 @@ struct Rebuild_Result {
     enum class Outcome {
         Done,
         No_Header,    // the header can't be read: the table keeps only its element 0
-        Too_Large,    // the count can't be held: the fatal path
+        Too_Large,    // record numbers beyond what the index can hold: the fatal path
         Out_Of_Memory // the table can't be had: the fatal path
     } outcome = Outcome::Done;
-    long long tickets = 0; // the header's count, as read
+    long long tickets = 0; // tickets the pass took: the header's count, or 0 for a count_fault
+    // What is wrong with the header's count when it can't be a number of tickets (negative, more
+    // than 8 digits): the pass then ran as for an empty database. Empty when the count is sound.
+    std::string count_fault;
+    double header_count = 0; // the count as the header gave it
     File_Failure write_failure;
 };
 

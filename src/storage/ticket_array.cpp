@@ -96,6 +96,20 @@ void Ticket_Array::Resize_For_Overwrite(std::size_t count) {
     size_ = count;
 }
 
+void Ticket_Array::Resize_With_Zero_Tail(std::size_t count, std::size_t zero_from) {
+    zero_from = std::min(zero_from, count);
+    if ((count - zero_from) * sizeof(Ticket_Record) >= Mapped_From) {
+        // Fresh mapped memory reads as zeros: the tail needs no filling. Nothing before
+        // `zero_from` needs keeping either, so the old block goes first.
+        Release();
+        Reallocate(count);
+        size_ = count;
+        return;
+    }
+    Resize_For_Overwrite(count);
+    std::fill(data_ + zero_from, data_ + count, Ticket_Record{});
+}
+
 void Ticket_Array::assign(std::size_t count, const Ticket_Record& value) {
     const Ticket_Record copy = value;
     if (count > capacity_) {

@@ -47,6 +47,9 @@ public:
     // `count` elements whose bytes the caller overwrites before reading any: elements that were
     // there keep their contents, the others hold whatever the memory held.
     void Resize_For_Overwrite(std::size_t count);
+    // The same, but elements from `zero_from` on read as zero records. A long zero tail costs no
+    // memory until it is written: it lies in fresh memory that is never touched.
+    void Resize_With_Zero_Tail(std::size_t count, std::size_t zero_from);
 
 private:
     void Reallocate(std::size_t capacity);

@@ -41,6 +41,12 @@ void Read_Tickets(const Record_File& file, long long offset, long long first, lo
     std::fill(out, out + (ok ? readable_from - first : count), previous);
 }
 
+long long Tickets_In_File(std::uint64_t file_size, long long offset, long long count) {
+    const auto records = static_cast<long long>((file_size + Ticket_Record_Size - 1) /
+                                                Ticket_Record_Size); // a part record counts
+    return std::clamp(records - offset, 0LL, std::max(count, 0LL));
+}
+
 Ticket_Reader::Ticket_Reader(const Record_File& file, long long offset, long long count,
                              Ticket_Record* table)
     : file_(file), offset_(offset), count_(std::max(count, 0LL)),

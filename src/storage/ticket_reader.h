@@ -19,6 +19,11 @@ namespace td {
 void Read_Tickets(const Record_File& file, long long offset, long long first, long long count,
                   Ticket_Record* out, const Ticket_Record& previous);
 
+// How many of tickets 1..count (ticket i at record i + offset) have a record that begins inside a
+// file of `file_size` bytes. Those behind are zero records by the rule for reading past the end,
+// and need no reading.
+long long Tickets_In_File(std::uint64_t file_size, long long offset, long long count);
+
 class Ticket_Reader {
 public:
     static constexpr long long Block_Tickets = 8192; // 576 KB: still in the cache when worked on

@@ -7,6 +7,8 @@
 
 #include <array>
 #include <cmath>
+#include <cstring>
+#include <filesystem>
 #include <gtest/gtest.h>
 #include <map>
 #include <random>
@@ -50,7 +52,13 @@ bool Pair_In_Range(int fuel, int volume) {
     return fuel >= 0 && fuel <= 8 && volume >= 0 && volume <= 210;
 }
 
-using Cache_Builder = Data_Folder_Test;
+class Cache_Builder : public Data_Folder_Test {
+protected:
+    void Remove_All_Files() {
+        for (const auto& entry : std::filesystem::directory_iterator(folder.Path()))
+            std::filesystem::remove(entry.path());
+    }
+};
 
 TEST_F(Cache_Builder, EmptyDatabaseWritesFullZeroTotalsAndAnEmptyUserCache) {
     Write_Database({});
@@ -455,17 +463,112 @@ TEST_F(Cache_Builder, FailuresAheadOfThePassAreFatal) {
     ASSERT_EQ(ui.fatals.size(), 1u);
     EXPECT_EQ(ui.fatals[0].module_path, "Core\\CreateCacheFile");
     EXPECT_EQ(ui.fatals[0].code, "0xEE0035453");
+}
 
-    // A header that claims more tickets than the format can number.
-    std::string page = Build_Header_Page(0);
-    const std::string eight = "Amount registered entrys: 00000000";
-    page.replace(page.find(eight), eight.size(), "Amount registered entrys: 123456789");
-    folder.Write("TD.cdb", page);
-    Write_All_Bytes(Path("Cache_d.dat"), Bytes(84, 5));
-    EXPECT_THROW(Run("new"), Process_Ended);
-    ASSERT_EQ(ui.fatals.size(), 2u);
-    EXPECT_EQ(ui.fatals[1].code, "0xEE0035453");
-    EXPECT_EQ(File_Bytes("Cache_d.dat"), Bytes(84, 5)); // nothing was deleted yet
+// A count no database can have (negative, more than 8 digits) takes no ticket: the pass builds
+// what an empty database gives, totals of zeros included, and goes on.
+TEST_F(Cache_Builder, ImpossibleCountsBuildTheFilesOfAnEmptyDatabase) {
+    Write_Database({Make_Ticket({.fuel = 1, .volume = 10, .company = 1, .sell = today}),
+                    Make_Ticket({.fuel = 2, .volume = 20, .company = 2, .sell = today})});
+    const Bytes tickets = File_Bytes("TD.cdb");
+    for (const std::string count : {"-0000001", "123456789", "-99999999999"}) {
+        std::string page = Build_Header_Page(2);
+        const std::string line = "Amount registered entrys: 00000002";
+        page.replace(page.find(line), line.size(), "Amount registered entrys: " + count);
+        page.resize(350);
+        Bytes db = tickets;
+        std::copy(page.begin(), page.end(), db.begin());
+        Write_All_Bytes(Path("TD.cdb"), db);
+        Write_All_Bytes(Path("Cache_d.dat"), Bytes(84, 5));
+        Write_All_Bytes(Path("Cache_Users.dat"), Bytes(32, 5));
+        state.Ticket_Table.assign(10, Ticket_Record{});
+        state.Z_Counts.Clear();
+
+        EXPECT_EQ(Run("new"), "Error!");
+        EXPECT_TRUE(ui.fatals.empty()) << count;
+        EXPECT_EQ(state.Ticket_Table.size(), 1u) << count;
+        EXPECT_EQ(File_Bytes("Cache_d.dat"), Bytes(16384 * 84, 0)) << count;
+        EXPECT_EQ(File_Bytes("Cache_u.dat"), Bytes(256 * 84, 0)) << count;
+        EXPECT_EQ(File_Bytes("Cache_Users.dat"), Bytes()) << count;
+        EXPECT_EQ(state.Z_Counts.Get(1, 10), 0) << count;
+        EXPECT_EQ(File_Bytes("TD.cdb"), db) << count;
+    }
+}
+
+// Tickets counted behind the end of the file are zero records of the pair (0, 0). They are made in
+// one step, not read: every derived file must come out as if the zero records stood in the file.
+TEST_F(Cache_Builder, ZeroRecordsPastTheEndGiveWhatZerosInTheFileGive) {
+    struct Shape {
+        std::vector<Ticket_Record> tickets;
+        long count;
+    };
+    const auto ticket = [&](int fuel, int volume, int company, std::string serial) {
+        return Make_Ticket(
+            {.fuel = fuel, .volume = volume, .company = company, .sell = today, .serial = serial});
+    };
+    const std::vector<Shape> shapes = {
+        // Behind a ticket of another pair the index file of (0, 0) is opened for the tail.
+        {{ticket(1, 10, 1, "000001"), ticket(2, 20, 2, "000002")}, 2 + 3 * 8192 + 5},
+        // The last ticket in the file is of the pair (0, 0) already.
+        {{ticket(1, 10, 1, "000001"), ticket(0, 0, 0, "000002")}, 2 + 700},
+        // Nothing in the file: the pair (0, 0) never has its file opened.
+        {{}, 500},
+        // A tail large enough for memory of its own, after a full table of the same size.
+        {{ticket(3, 30, 3, "000003")}, 1 + 120000},
+    };
+    for (const Shape& shape : shapes) {
+        // The zeros stand in the file: the reading path of every pass.
+        Write_Database(shape.tickets, shape.count);
+        {
+            Record_File db(Path("TD.cdb"), Ticket_Record_Size);
+            const Bytes zero(Ticket_Record_Size, 0);
+            ASSERT_TRUE(db.Write(static_cast<std::uint64_t>(shape.count + 6), zero.data()));
+        }
+        Remove_Number_Index_Files(folder.Path());
+        state.Z_Counts.Clear();
+        Run("new");
+        const Ticket_Array full_table = state.Ticket_Table;
+        std::map<std::string, Bytes> derived;
+        for (const char* name : {"z0_0.dat", "z1_10.dat", "z2_20.dat", "z3_30.dat", "Cache_d.dat",
+                                 "Cache_u.dat", "Cache_Users.dat"})
+            if (folder.Exists(name))
+                derived[name] = File_Bytes(name);
+        const std::int32_t zero_pair = state.Z_Counts.Get(0, 0);
+
+        // The file ends behind its last ticket; the table's memory held other tickets before.
+        Remove_All_Files();
+        Write_Database(shape.tickets, shape.count);
+        state.Z_Counts.Clear();
+        const std::size_t n = static_cast<std::size_t>(shape.count);
+        state.Ticket_Table.assign(n + 1, ticket(7, 70, 9, "999999"));
+        Run("new");
+        ASSERT_EQ(state.Ticket_Table.size(), n + 1);
+        EXPECT_EQ(std::memcmp(state.Ticket_Table.data(), full_table.data(),
+                              (n + 1) * sizeof(Ticket_Record)),
+                  0)
+            << shape.count;
+        EXPECT_EQ(state.Z_Counts.Get(0, 0), zero_pair);
+        std::map<std::string, Bytes> now;
+        for (const auto& [name, bytes] : derived)
+            now[name] = File_Bytes(name);
+        EXPECT_EQ(now, derived) << shape.count;
+        EXPECT_EQ(folder.Exists("z0_0.dat"), derived.count("z0_0.dat") != 0);
+        Remove_All_Files();
+    }
+    // Worked out by hand for the first shape: entries 1 and 2 of (0, 0) are tickets 3 and 4 of
+    // the file, at records 9 and 10; the last one is ticket 24583 at record 24589.
+    Write_Database(shapes[0].tickets, shapes[0].count);
+    state.Z_Counts.Clear();
+    Run("proection");
+    EXPECT_EQ(state.Z_Counts.Get(0, 0), 3 * 8192 + 5);
+    const Bytes z = File_Bytes("z0_0.dat");
+    ASSERT_EQ(z.size(), (3u * 8192 + 5 + 1) * 12);
+    EXPECT_EQ(Bytes(z.begin(), z.begin() + 12), Bytes(12, 0)); // no header for volume 0
+    Bytes first(12, 0), last(12, 0);
+    Put(first, 6, std::int32_t{9});
+    Put(last, 6, std::int32_t{24589});
+    EXPECT_EQ(Bytes(z.begin() + 12, z.begin() + 24), first);
+    EXPECT_EQ(Bytes(z.end() - 12, z.end()), last);
 }
 
 // Without a readable header the pass ends at once: no tickets, no files touched.

@@ -60,7 +60,9 @@ protected:
         defrag_hook::Block_Tickets = 65536;
     }
 
-    std::string Defragment() { return SE_Defragmentation(state, ui, clock, "TD.cdb"); }
+    std::string Defragment() {
+        return SE_Defragmentation(state, ui, clock, "TD.cdb", Defrag_Uncounted::Refuse);
+    }
 
     void Expect_Done_Box() const {
         ASSERT_EQ(ui.boxes.size(), 1u);
@@ -153,6 +155,59 @@ TEST_F(Defragmentation, AWorkFileThatCantBeRemovedRefusesTheOperation) {
     EXPECT_TRUE(ui.progress_labels.empty());
 }
 
+// The copy goes by the header's count. Records behind it, or a header whose sum disagrees, stop
+// the operation before anything is touched; only an explicit Drop copies by the count regardless.
+TEST_F(Defragmentation, RecordsBehindTheCountOrABadChecksumRefuseUnlessDroppingIsAskedFor) {
+    Write_Database(Tickets(20, 4, today), 9);
+    const Bytes old_db = File_Bytes("TD.cdb");
+    state.Ticket_Table.assign(4, Ticket_Record{});
+
+    Defrag_Refusal refusal;
+    EXPECT_EQ(SE_Defragmentation(state, ui, clock, "TD.cdb", Defrag_Uncounted::Refuse, &refusal),
+              "$ERROR$");
+    EXPECT_TRUE(refusal.refused);
+    EXPECT_EQ(refusal.uncounted_records, 11);
+    EXPECT_EQ(refusal.count, 9);
+    EXPECT_FALSE(refusal.checksum_disagrees);
+    ASSERT_EQ(ui.boxes.size(), 1u);
+    EXPECT_EQ(ui.boxes[0].flags, 16);
+    EXPECT_EQ(ui.boxes[0].title, "Ошибка!");
+    EXPECT_NE(ui.boxes[0].text.find("(9): 11."), std::string::npos) << ui.boxes[0].text;
+    EXPECT_EQ(ui.boxes[0].text.find("Контрольная сумма"), std::string::npos);
+    EXPECT_EQ(File_Bytes("TD.cdb"), old_db);
+    EXPECT_FALSE(folder.Exists("$Defrag$.bin"));
+    EXPECT_EQ(state.Ticket_Table.size(), 4u); // no rebuild
+    EXPECT_TRUE(ui.progress_labels.empty());
+    EXPECT_TRUE(ui.fatals.empty());
+
+    // Every record counted, but one character of the version line changed.
+    Write_Database(Tickets(20, 4, today));
+    Bytes damaged = File_Bytes("TD.cdb");
+    damaged[30] = static_cast<std::uint8_t>(damaged[30] + 1);
+    Write_All_Bytes(Path("TD.cdb"), damaged);
+    ui.boxes.clear();
+    SE_Defragmentation(state, ui, clock, "TD.cdb", Defrag_Uncounted::Refuse, &refusal);
+    EXPECT_TRUE(refusal.refused);
+    EXPECT_EQ(refusal.uncounted_records, 0);
+    EXPECT_TRUE(refusal.checksum_disagrees);
+    ASSERT_EQ(ui.boxes.size(), 1u);
+    EXPECT_NE(ui.boxes[0].text.find("Контрольная сумма"), std::string::npos);
+    EXPECT_EQ(ui.boxes[0].text.find("сверх"), std::string::npos);
+    EXPECT_EQ(File_Bytes("TD.cdb"), damaged);
+
+    // Asked for explicitly: the first nine tickets are compacted, the eleven behind them go.
+    Write_Database(Tickets(20, 4, today), 9);
+    const Bytes counted_nine = File_Bytes("TD.cdb");
+    ui.boxes.clear();
+    SE_Defragmentation(state, ui, clock, "TD.cdb", Defrag_Uncounted::Drop, &refusal);
+    EXPECT_FALSE(refusal.refused);
+    Bytes first_nine(counted_nine.begin(), counted_nine.begin() + 432 + 9 * 72);
+    std::string page = Build_Header_Page(9);
+    std::copy(page.begin(), page.end(), first_nine.begin());
+    EXPECT_EQ(File_Bytes("TD.cdb"), Compacted(first_nine));
+    Expect_Done_Box();
+}
+
 TEST_F(Defragmentation, ALeftoverReadOnlyWorkFileIsCleared) {
     EXPECT_FALSE(Defrag_File_Busy(state.Path_Of(Defrag_Work_File))); // nothing there: not busy
     folder.Write("$Defrag$.bin", "left behind by a crash");
@@ -225,7 +280,7 @@ TEST_F(Defragmentation, KilledAtAnyPointLeavesTheOldOrTheNewDatabaseWhole) {
         dry_state.Data_Folder = dry.Path();
         Fake_Ui dry_ui;
         defrag_hook::After_Step = Count_Step;
-        SE_Defragmentation(dry_state, dry_ui, clock, "TD.cdb");
+        SE_Defragmentation(dry_state, dry_ui, clock, "TD.cdb", Defrag_Uncounted::Refuse);
         defrag_hook::After_Step = nullptr;
         ASSERT_EQ(Whole_File(dry.File("TD.cdb")), new_db);
     }
@@ -238,7 +293,7 @@ TEST_F(Defragmentation, KilledAtAnyPointLeavesTheOldOrTheNewDatabaseWhole) {
             steps_seen = 0;
             defrag_hook::After_Step = hook;
             Fake_Ui child_ui;
-            SE_Defragmentation(state, child_ui, clock, "TD.cdb");
+            SE_Defragmentation(state, child_ui, clock, "TD.cdb", Defrag_Uncounted::Refuse);
             ::_exit(0);
         }
         return pid;
@@ -364,9 +419,10 @@ TEST_F(Defragmentation, ADatabaseHeldByAnotherWriterIsRefusedUntouched) {
     Ui_Progress_Display display(ui, Progress_Target::Form, false);
     Pass_Progress progress(display, clock, Progress_Target::Form, 0.5);
     Defrag_Failure failure;
+    Defrag_Refusal refusal;
     long long kept = -1;
-    EXPECT_FALSE(Compact_Database(Path("TD.cdb"), Defrag_Work_Path(Path("TD.cdb")), wrong, progress,
-                                  failure, kept));
+    EXPECT_FALSE(Compact_Database(Path("TD.cdb"), Defrag_Work_Path(Path("TD.cdb")), wrong,
+                                  Defrag_Uncounted::Refuse, progress, failure, refusal, kept));
     EXPECT_EQ(failure.number, EWOULDBLOCK);
     EXPECT_EQ(File_Bytes("TD.cdb"), again);
     EXPECT_FALSE(folder.Exists("$Defrag$.bin"));
