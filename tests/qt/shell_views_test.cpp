@@ -229,23 +229,6 @@ private slots:
         QCOMPARE(reports, 1);
     }
 
-    void exitAnsweredNoFromMenuToolbarAndFrame() {
-        Leave_Run_Files();
-        ui->Answer_Next(box::Answer_No);
-        window->Menu_Action("mnu_File_exit")->trigger();
-        ui->Answer_Next(box::Answer_No);
-        window->Button("Выход")->trigger();
-        ui->Answer_Next(box::Answer_No);
-        QVERIFY(!window->close());
-        QVERIFY(window->isVisible());
-
-        QCOMPARE(ui->boxes.size(), std::size_t{3});
-        QCOMPARE(Q(ui->boxes[2].text.c_str()), Q("Вы уверены, что хотите выйти?"));
-        QCOMPARE(State().Answer, box::Answer_No);
-        QVERIFY(home->Exists(Work_Marker_File));
-        QVERIFY(home->Exists("z1_10.dat"));
-    }
-
     void exitAnsweredYesFromMenuToolbarAndFrame() {
         const std::vector<std::function<void()>> entries = {
             [&] { window->Menu_Action("mnu_File_exit")->trigger(); },
