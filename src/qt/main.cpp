@@ -129,7 +129,11 @@ int main(int argc, char** argv) {
             if (!hooks.tour.empty())
                 td::Tour(window, ui, state, hooks.tour); // ends with the fatal screen
             if (hooks.auto_close_ms >= 0)
-                QTimer::singleShot(hooks.auto_close_ms, &window, [&window] { window.close(); });
+                QTimer::singleShot(hooks.auto_close_ms, &window, [&window] {
+                    // A close that returns was refused: the window stays.
+                    if (!window.close())
+                        td::hooks::Log("close refused");
+                });
         });
     }
 

@@ -13,7 +13,8 @@
 //   TALLY_DEPOT_OPEN=buyers|stations    once the main window is shown, opens the buyer or the
 //       station browser, before any grab.
 //   TALLY_DEPOT_AUTO_CLOSE=MS            MS milliseconds after the main window is shown (and after
-//       the grabs), closes it by its frame, which asks the exit question.
+//       the grabs), closes it by its frame, which asks the exit question; writes "tallydepot:
+//       close refused" when the window stays.
 //
 // Whenever a hook is set, the program also writes "tallydepot: shown | <caption> | <panel 1> |
 // <panel 2>" once the main window is up.

@@ -316,12 +316,5 @@ TEST_F(Catalogue_Test, TheTwoHundredFirstVolumeGivesTheLimitMessage) {
     EXPECT_EQ(File_Bytes("UsVol.dat").size(), 200u * 16);
 }
 
-TEST_F(Catalogue_Test, VolumeScreenTexts) {
-    EXPECT_STREQ(Usr_Vol::Label1,
-                 "Внимание! В связи со специфической архитектурой базы данных удаление "
-                 "пользовательского литража будет невозможным!");
-    EXPECT_STREQ(Usr_Vol::Caption, "Новая серия талонов по литражу");
-}
-
 } // namespace
 } // namespace td::test

@@ -208,12 +208,5 @@ TEST_F(Date_Pickers, ValidityOkSetsTheDatesAndCaptionCancelGoesBackToUnlimited) 
     EXPECT_EQ(state.Valid_From, Date_Serial(2024, 1, 1)); // cancel leaves the dates
 }
 
-TEST(Month_Names, AreRussian) {
-    EXPECT_EQ(Month_Name(1), "Январь");
-    EXPECT_EQ(Month_Name(5), "Май");
-    EXPECT_EQ(Month_Name(12), "Декабрь");
-    EXPECT_EQ(Month_Name(13), "");
-}
-
 } // namespace
 } // namespace td::test

@@ -36,11 +36,6 @@ protected:
 };
 
 TEST_F(Catalogue_Verbs, FuelSetSavesThroughTheScreen) {
-    Run_Result list = Run("fuel");
-    ASSERT_EQ(list.exit_code, 0) << list.err;
-    EXPECT_EQ(std::count(list.out.begin(), list.out.end(), '\n'), 8);
-    EXPECT_EQ(list.out.rfind("1\t", 0), 0u) << list.out;
-
     Run_Result set = Run("fuel set 6 ' Керосин ' 12,50");
     ASSERT_EQ(set.exit_code, 0) << set.err;
     EXPECT_NE(set.out.find("6\tКеросин\t12,5\t"), std::string::npos) << set.out;

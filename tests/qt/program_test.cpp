@@ -169,11 +169,15 @@ private slots:
         program.start(TALLYDEPOT_PATH, {});
         QVERIFY(program.waitForStarted());
         QByteArray seen;
-        QTRY_VERIFY_WITH_TIMEOUT((seen += program.readAllStandardError()).contains("box 36"),
+        QTRY_VERIFY_WITH_TIMEOUT((seen += program.readAllStandardError()).contains("box 36") &&
+                                     seen.contains("close refused"),
                                  60000);
-        QTest::qWait(500);
         QCOMPARE(program.state(), QProcess::Running);
         QVERIFY(QFile::exists(Marker()));
+        // It still holds the installation: a second start is refused.
+        int code = 0;
+        QCOMPARE(Run(code), QStringList{Q("box 0  | Программа уже запущена")});
+        QCOMPARE(code, 1);
         program.kill();
         program.waitForFinished();
     }

@@ -104,7 +104,7 @@ TEST_P(Whole_Pass, MatchesTotalsComputedIndependently) {
     const std::array<int, 15> volumes{10, 20, 30, 40, 50, 60, 70, 80, 90, 100, 15, 25, 210, 300, 0};
     std::vector<Ticket_Record> tickets;
     for (int i = 1; i <= GetParam(); ++i) {
-        Ticket_Spec s;
+        Ticket_Fields s;
         s.fuel = chance(88) ? pick(1, 8) : std::array<int, 3>{0, 9, 12}[pick(0, 2)];
         s.volume = volumes[static_cast<std::size_t>(pick(0, static_cast<int>(volumes.size()) - 1))];
         s.company = chance(85) ? pick(1, 40) : std::array<int, 3>{0, 20000, 16384}[pick(0, 2)];

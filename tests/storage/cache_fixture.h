@@ -25,7 +25,7 @@ static_assert(std::endian::native == std::endian::little,
 
 using Bytes = std::vector<std::uint8_t>;
 
-struct Ticket_Spec {
+struct Ticket_Fields {
     int fuel = 1;
     int volume = 10;
     int company = 1;
@@ -38,7 +38,7 @@ struct Ticket_Spec {
     int station = 0;
 };
 
-inline Ticket_Record Make_Ticket(const Ticket_Spec& s) {
+inline Ticket_Record Make_Ticket(const Ticket_Fields& s) {
     Ticket_Record t;
     t.Used = static_cast<std::uint8_t>(s.used);
     t.Deleted = static_cast<std::uint8_t>(s.deleted);

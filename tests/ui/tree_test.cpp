@@ -58,25 +58,6 @@ TEST(TreeTest, KeepsCreationOrderParentsAndChildCounts) {
     EXPECT_EQ(tree.Text("nowhere"), "");
 }
 
-TEST(TreeTest, NodeFlagsAndImages) {
-    Tree tree;
-    tree.Add("", "root\\", "Клиенты");
-    EXPECT_EQ(tree.Node(0).image, "fc");
-    EXPECT_FALSE(tree.Node(0).expanded);
-    EXPECT_TRUE(tree.Set_Expanded("root\\", true));
-    EXPECT_TRUE(tree.Set_Image("root\\", "fo"));
-    EXPECT_TRUE(tree.Set_Sorted("root\\", true));
-    EXPECT_TRUE(tree.Set_Text("root\\", "Все"));
-    EXPECT_TRUE(tree.Node(0).expanded);
-    EXPECT_EQ(tree.Node(0).image, "fo");
-    EXPECT_TRUE(tree.Node(0).sorted);
-    EXPECT_EQ(tree.Text("root\\"), "Все");
-    EXPECT_FALSE(tree.Set_Expanded("root\\1\\", true));
-    EXPECT_FALSE(tree.Set_Image("root\\1\\", "fo"));
-    EXPECT_FALSE(tree.Set_Sorted("root\\1\\", true));
-    EXPECT_FALSE(tree.Set_Text("root\\1\\", "x"));
-}
-
 TEST(TreeTest, FirstByTextFindsEarliestTrimmedMatch) {
     Tree tree;
     tree.Add("", "root\\", "Клиенты");
