@@ -3,7 +3,8 @@
 # damaged head, shutdown saves the date), so the fixture itself is never run on.
 #
 #   -DTDCTL=path -DDATA=tests/data -DFIXTURE=name -DWORK=scratch folder
-#   -DSTEPS="date 15.03.2024|rebuild|totals buyers"  every step but the last must end with 0
+#   -DSTEPS="date 15.03.2024|rebuild|totals buyers"  every step but the last must end with 0, or 1
+#       where it reports a finding about a damaged file (a rebuild on a count the file can't hold)
 #   -DEXIT=code of the last step -DEXPECTED=file of its standard output (HOME for the folder)
 
 file(REMOVE_RECURSE "${WORK}")
@@ -37,7 +38,7 @@ foreach(step IN LISTS steps)
         RESULT_VARIABLE code
         OUTPUT_VARIABLE out
         ERROR_VARIABLE err)
-    if(number LESS count AND NOT code EQUAL 0)
+    if(number LESS count AND NOT code EQUAL 0 AND NOT code EQUAL 1)
         message(FATAL_ERROR "tdctl ${step}: exit ${code}\n${out}${err}")
     endif()
 endforeach()
