@@ -78,11 +78,11 @@ public:
 
     // A click in the grid at its current cell: what the main window's popup offers.
     virtual Browser_Popup Popup_For_Click() = 0;
-    // A double click at the current cell. False when this browser takes none: the event is not
-    // the browser's.
-    virtual bool MSFlexGrid1_DblClick() { return false; }
+    // A double click in the grid at its current cell. False when this browser takes none: the
+    // event is not the browser's.
+    virtual bool Double_Click() { return false; }
     // Ctrl with a digit key. False when this browser has no such keys.
-    virtual bool Key_Ctrl_Digit(int /*digit*/) { return false; }
+    virtual bool Ctrl_Digit(int /*digit*/) { return false; }
 
     // Column widths under "Tally Depot", section "Windows". Restoring gives every column its saved
     // width (960 when missing), then 0 to any column above 0 whose header is empty. A resize does

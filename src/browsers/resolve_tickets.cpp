@@ -16,8 +16,11 @@ namespace td {
 
 namespace {
 
-constexpr Browser_Frame::Layout Frame_Layout{Resolve_Tickets::Settings_Prefix,
-                                             Resolve_Tickets::Rows, 9, 0, 1};
+constexpr Browser_Frame::Layout Frame_Layout{.settings_prefix = Resolve_Tickets::Settings_Prefix,
+                                             .rows = Resolve_Tickets::Rows,
+                                             .cols = 9,
+                                             .name_col = 0,
+                                             .first_data_col = 1};
 
 } // namespace
 

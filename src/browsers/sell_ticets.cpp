@@ -15,7 +15,11 @@ namespace td {
 
 namespace {
 
-constexpr Browser_Frame::Layout Frame_Layout{Sell_Ticets::Settings_Prefix, 2, 12, 2, 3};
+constexpr Browser_Frame::Layout Frame_Layout{.settings_prefix = Sell_Ticets::Settings_Prefix,
+                                             .rows = 2,
+                                             .cols = 12,
+                                             .name_col = 2,
+                                             .first_data_col = 3};
 constexpr double Progress_Interval = 0.5;
 // The error number the system gave for an index out of range: the deferred list overflowing.
 constexpr long Out_Of_Range_Error = 9;
@@ -253,13 +257,13 @@ void Sell_Ticets::TreeView1_NodeClick(const std::string& key) {
     ui_.Main_Window_Enabled(true);
 }
 
-bool Sell_Ticets::MSFlexGrid1_DblClick() {
+void Sell_Ticets::MSFlexGrid1_DblClick() {
     Grid& grid = MSFlexGrid1;
     if (grid.Col() != 0)
-        return true;
+        return;
     if (grid.Row() == 1) {
         if (state_.Current_Node_Key == Root_Key)
-            return true;
+            return;
         TreeView1.Set_Expanded(state_.Current_Node_Key, false);
         if (state_.Parent_Node_Key == Root_Key)
             TreeView1.Set_Expanded(Root_Key, true);
@@ -267,19 +271,18 @@ bool Sell_Ticets::MSFlexGrid1_DblClick() {
         TreeView1_NodeClick(parent);
         state_.Current_Node_Key = parent;
         state_.Parent_Node_Key = Parent_Key_Of(parent);
-        return true;
+        return;
     }
     int node = TreeView1.First_By_Text(Trim_Text(grid.Text(grid.Row(), 2)));
     if (node < 0)
-        return true;
+        return;
     std::string key = TreeView1.Node(node).key;
     if (TreeView1.Children(key) <= 0)
-        return true;
+        return;
     state_.Current_Node_Key = key;
     state_.Parent_Node_Key = Parent_Key_Of(key);
     TreeView1.Set_Expanded(key, true);
     TreeView1_NodeClick(key);
-    return true;
 }
 
 Buyer_Popup Sell_Ticets::MSFlexGrid1_Click() {
@@ -325,15 +328,14 @@ void Sell_Ticets::Sort_Des() {
     Sort(Sort_Order::Descending);
 }
 
-bool Sell_Ticets::Key_Ctrl_Digit(int digit) {
+void Sell_Ticets::Key_Ctrl_Digit(int digit) {
     Grid& grid = MSFlexGrid1;
     if (grid.Rows() < 4)
-        return true;
+        return;
     if (digit == 1)
         grid.Sort(2, grid.Rows() - 1, Sort_Key_Col, Sort_Order::Ascending);
     else if (digit == 2)
         grid.Sort(2, grid.Rows() - 1, 2, Sort_Order::Ascending);
-    return true;
 }
 
 void Sell_Ticets::Unloading() {

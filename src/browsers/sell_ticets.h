@@ -35,15 +35,23 @@ public:
     bool Form_Load();
     // Fills the grid for the node with this key.
     void TreeView1_NodeClick(const std::string& key);
-    // Moves down or up when the current cell is in column 0. Every double click is the grid's.
-    bool MSFlexGrid1_DblClick() override;
+    // Moves down or up when the current cell is in column 0.
+    void MSFlexGrid1_DblClick();
+    bool Double_Click() override {
+        MSFlexGrid1_DblClick();
+        return true;
+    }
     Buyer_Popup MSFlexGrid1_Click();
     Browser_Popup Popup_For_Click() override;
 
     void Sort_Asc() override;
     void Sort_Des() override;
     // Ctrl+1 (by code) and Ctrl+2 (by name); other digits do nothing, but are taken.
-    bool Key_Ctrl_Digit(int digit) override;
+    void Key_Ctrl_Digit(int digit);
+    bool Ctrl_Digit(int digit) override {
+        Key_Ctrl_Digit(digit);
+        return true;
+    }
 
     // The node click again for Current_Node_Key, the current cell left as the caller restores it.
     void Refresh_Current_Node() { TreeView1_NodeClick(Current_Key()); }

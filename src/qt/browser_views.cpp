@@ -246,7 +246,7 @@ bool Browser_Window::eventFilter(QObject* watched, QEvent* event) {
     }
     if (watched == view_->viewport() && event->type() == QEvent::MouseButtonDblClick) {
         Cell_At(static_cast<QMouseEvent*>(event));
-        if (model_->MSFlexGrid1_DblClick())
+        if (model_->Double_Click())
             return true;
     }
     if ((watched == view_->viewport() || watched == view_->horizontalHeader()->viewport()) &&
@@ -261,7 +261,7 @@ bool Browser_Window::eventFilter(QObject* watched, QEvent* event) {
     if (watched == view_ && event->type() == QEvent::KeyPress) {
         auto* key = static_cast<QKeyEvent*>(event);
         if ((key->modifiers() & Qt::ControlModifier) && key->key() >= Qt::Key_0 &&
-            key->key() <= Qt::Key_9 && model_->Key_Ctrl_Digit(key->key() - Qt::Key_0))
+            key->key() <= Qt::Key_9 && model_->Ctrl_Digit(key->key() - Qt::Key_0))
             return true;
     }
     return QWidget::eventFilter(watched, event);

@@ -416,11 +416,11 @@ TEST_F(Browsers_Test, BothBrowsersThroughTheirFrame) {
 
     // Double clicks and Ctrl with a digit are the buyer's alone.
     station.MSFlexGrid1.Set_Col(0);
-    EXPECT_FALSE(station_frame.MSFlexGrid1_DblClick());
-    EXPECT_FALSE(station_frame.Key_Ctrl_Digit(1));
-    EXPECT_TRUE(buyer_frame.Key_Ctrl_Digit(7));
+    EXPECT_FALSE(station_frame.Double_Click());
+    EXPECT_FALSE(station_frame.Ctrl_Digit(1));
+    EXPECT_TRUE(buyer_frame.Ctrl_Digit(7));
     buyer.MSFlexGrid1.Set_Col(0);
-    EXPECT_TRUE(buyer_frame.MSFlexGrid1_DblClick());
+    EXPECT_TRUE(buyer_frame.Double_Click());
     EXPECT_EQ(state.Current_Node_Key, "root\\1\\");
 
     // Unloading: each its own flag, the station its date, both their widths.
