@@ -322,12 +322,14 @@ void Browser_Controller::Add_Window(Open_Window& open, Browser_Window* content,
 }
 
 void Browser_Controller::Show(Open_Window& open) {
+    if (open.sub == nullptr)
+        return;
     open.sub->showMaximized();
     window_.Mdi_Area()->setActiveSubWindow(open.sub);
 }
 
 void Browser_Controller::Open_Buyer() {
-    if (buyer_.sub != nullptr) {
+    if (buyer_.content != nullptr) {
         Show(buyer_);
         return;
     }
@@ -344,7 +346,8 @@ void Browser_Controller::Open_Buyer() {
 }
 
 void Browser_Controller::Open_Station(bool for_current_date) {
-    const bool opening = station_.sub == nullptr;
+    // A window being closed counts as closed: its model is gone.
+    const bool opening = station_.content == nullptr;
     Browser_Window* content = station_.content;
     if (opening) {
         auto model = std::make_unique<Resolve_Tickets>(state_, ui_, clock_, settings_, this);
