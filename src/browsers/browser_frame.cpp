@@ -5,37 +5,70 @@
 #include "base/text.h"
 #include "kernel/cache_passes.h"
 #include "kernel/state.h"
-#include "ui/grid.h"
+#include "storage/records.h"
+#include "storage/reference.h"
 
+#include <algorithm>
 #include <cmath>
+#include <vector>
 
 namespace td {
 
-void Browser_Activate(Program_State& state, Ui& ui, Clock& clock, Browser_Shell* shell) {
-    if (shell != nullptr) {
-        shell->Sort_Menu_Visible(true);
-        shell->Sort_Buttons_Enabled(true);
-    }
-    if (state.Cache_Stale) {
-        Rebuild_All(state, ui, clock, Progress_Target::Form);
-        state.Cache_Stale = false;
-    }
-    ui.Search_Progress_Hide();
-    ui.Search_Progress_Set(0);
-    ui.Main_Window_Enabled(true);
+Browser_Frame::Browser_Frame(const Layout& layout, Program_State& state, Ui& ui, Clock& clock,
+                             User_Settings& settings, Browser_Shell* shell)
+    : MSFlexGrid1(layout.rows, layout.cols), state_(state), ui_(ui), clock_(clock),
+      settings_(settings), shell_(shell), layout_(layout) {}
+
+Toolbar_Result Browser_Frame::Morvo_GLOBAL(const std::string& key) {
+    if (key == "exit")
+        return Toolbar_Result::Close_Window;
+    if (key == "Sort Ascending" || key == "Сортировка по возрастанию")
+        Sort_Asc();
+    else if (key == "Sort Descending" || key == "Сортировка по убыванию")
+        Sort_Des();
+    else if (key == "Sum")
+        Even_Out_Columns();
+    return Toolbar_Result::Done;
 }
 
-void Browser_Deactivate(Browser_Shell* shell) {
-    if (shell == nullptr)
-        return;
-    shell->Sort_Menu_Visible(false);
-    shell->Sort_Buttons_Enabled(false);
+void Browser_Frame::Even_Out_Columns() {
+    // The fuel columns with a non-empty trimmed header share the width left of the grid after
+    // the columns before them, less 400; then all widths are saved.
+    Grid& grid = MSFlexGrid1;
+    double room = grid_width_;
+    for (int col = 0; col < layout_.first_data_col; ++col)
+        room -= grid.Column_Width(col);
+    int named = 0;
+    for (int col = layout_.first_data_col; col < grid.Cols(); ++col)
+        if (!Trim_Text(grid.Text(0, col)).empty())
+            ++named;
+    // With no named fuel nothing takes part, so the division never happens.
+    for (int col = layout_.first_data_col; col < grid.Cols(); ++col)
+        if (!Trim_Text(grid.Text(0, col)).empty())
+            grid.Set_Column_Width(col, static_cast<int>(std::nearbyint((room - 400) / named)));
+    Save_Widths();
 }
 
-void Restore_Column_Widths(Grid& grid, User_Settings& settings, const std::string& prefix) {
+void Browser_Frame::Fuel_Headers() {
+    state_.Fuel_Count = 0;
+    std::vector<Fuel_Record> fuels = Read_Fuel_Slots(state_.Path_Of(state_.settings.Fuel_File));
+    for (int slot = 1; slot <= Fuel_Slots; ++slot) {
+        const int col = layout_.first_data_col + slot - 1;
+        std::string name = Trim_Text(fuels[static_cast<std::size_t>(slot - 1)].Name);
+        if (!name.empty()) {
+            ++state_.Fuel_Count;
+            MSFlexGrid1.Set_Text(0, col, name);
+        } else {
+            MSFlexGrid1.Set_Column_Width(col, 0);
+        }
+    }
+}
+
+void Browser_Frame::Restore_Widths() {
+    Grid& grid = MSFlexGrid1;
     for (int col = 0; col < grid.Cols(); ++col) {
-        std::string value =
-            settings.Get(Settings_Application, "Windows", prefix + std::to_string(col), "960");
+        std::string value = settings_.Get(Settings_Application, Windows_Section,
+                                          Widths_Prefix() + std::to_string(col), "960");
         grid.Set_Column_Width(col, static_cast<int>(std::nearbyint(Leading_Number(value))));
     }
     for (int col = 1; col < grid.Cols(); ++col)
@@ -43,44 +76,55 @@ void Restore_Column_Widths(Grid& grid, User_Settings& settings, const std::strin
             grid.Set_Column_Width(col, 0);
 }
 
-void Save_Column_Widths(const Grid& grid, User_Settings& settings, const std::string& prefix) {
-    for (int col = 0; col < grid.Cols(); ++col)
-        settings.Save(Settings_Application, "Windows", prefix + std::to_string(col),
-                      std::to_string(grid.Column_Width(col)));
+void Browser_Frame::Save_Widths() {
+    for (int col = 0; col < MSFlexGrid1.Cols(); ++col)
+        settings_.Save(Settings_Application, Windows_Section, Widths_Prefix() + std::to_string(col),
+                       std::to_string(MSFlexGrid1.Column_Width(col)));
 }
 
-void Even_Out_Columns(Grid& grid, int grid_width, int first_data_col, User_Settings& settings,
-                      const std::string& prefix) {
-    double room = grid_width;
-    for (int col = 0; col < first_data_col; ++col)
-        room -= grid.Column_Width(col);
-    int named = 0;
-    for (int col = first_data_col; col < grid.Cols(); ++col)
-        if (!Trim_Text(grid.Text(0, col)).empty())
-            ++named;
-    // With no named fuel nothing takes part, so the division never happens.
-    for (int col = first_data_col; col < grid.Cols(); ++col)
-        if (!Trim_Text(grid.Text(0, col)).empty())
-            grid.Set_Column_Width(col, static_cast<int>(std::nearbyint((room - 400) / named)));
-    Save_Column_Widths(grid, settings, prefix);
+void Browser_Frame::Form_Resize() {
+    MSFlexGrid1.Set_Visible(false);
+    Restore_Widths();
+    MSFlexGrid1.Set_Visible(true);
 }
 
-Toolbar_Result Run_Toolbar_Key(const std::string& key, const Toolbar_Actions& actions) {
-    if (key == "exit")
-        return Toolbar_Result::Close_Window;
-    if (key == "Sort Ascending" || key == "Сортировка по возрастанию")
-        actions.sort_ascending();
-    else if (key == "Sort Descending" || key == "Сортировка по убыванию")
-        actions.sort_descending();
-    else if (key == "Sum")
-        actions.sum();
-    return Toolbar_Result::Done;
+bool Browser_Frame::Widths_Kept() const {
+    return !settings_
+                .Get(Settings_Application, Windows_Section, Widths_Prefix() + std::string("1"), "")
+                .empty();
 }
 
-void Refit_Column_Widths(Grid& grid, User_Settings& settings, const std::string& prefix) {
-    grid.Set_Visible(false);
-    Restore_Column_Widths(grid, settings, prefix);
-    grid.Set_Visible(true);
+void Browser_Frame::First_Widths(int name_twips, int grid_twips) {
+    MSFlexGrid1.Set_Column_Width(layout_.name_col, std::min(name_twips, grid_twips * 2 / 5));
+    Set_Grid_Width(grid_twips);
+    Even_Out_Columns();
+}
+
+void Browser_Frame::Form_Activate() {
+    if (shell_ != nullptr) {
+        shell_->Sort_Menu_Visible(true);
+        shell_->Sort_Buttons_Enabled(true);
+    }
+    if (state_.Cache_Stale) {
+        Rebuild_All(state_, ui_, clock_, Progress_Target::Form);
+        state_.Cache_Stale = false;
+    }
+    ui_.Search_Progress_Hide();
+    ui_.Search_Progress_Set(0);
+    ui_.Main_Window_Enabled(true);
+}
+
+void Browser_Frame::Form_Deactivate() {
+    if (shell_ == nullptr)
+        return;
+    shell_->Sort_Menu_Visible(false);
+    shell_->Sort_Buttons_Enabled(false);
+}
+
+void Browser_Frame::Form_Unload() {
+    Form_Deactivate();
+    Unloading();
+    Save_Widths();
 }
 
 } // namespace td

@@ -1,9 +1,13 @@
-// What the two browsers share: the main window pieces they switch on activation, the
-// activation itself (with the rebuild of stale caches), and the column widths kept per user.
+// What the two browsers share: the frame of their child window (the grid, the date label, the
+// toolbar with its four keys, the popup of the main window after a click, the column widths kept
+// per user) and the activation with the rebuild of stale caches. The window of the desktop
+// program drives either browser through Browser_Frame alone.
 #pragma once
 
-#include <functional>
+#include "ui/grid.h"
+
 #include <string>
+#include <vector>
 
 namespace td {
 
@@ -11,7 +15,6 @@ struct Program_State;
 class Ui;
 class Clock;
 class User_Settings;
-class Grid;
 
 // The parts of the main window a browser reaches: the sort menu (mnu_sort) and the two sort
 // buttons of the main toolbar (buttons 12 and 13). The shell implements it.
@@ -25,36 +28,103 @@ public:
 // What a click on the window's toolbar leads to.
 enum class Toolbar_Result { Done, Close_Window };
 
-// What a browser does for the keys of its toolbar other than "exit".
-struct Toolbar_Actions {
-    std::function<void()> sort_ascending;
-    std::function<void()> sort_descending;
-    std::function<void()> sum;
+// The popup of the main window after a click in a browser's grid: which menu, whether it comes
+// up, and its entries, each with whether this click allows it (the main window may still keep
+// an entry off).
+struct Popup_Entry {
+    const char* name;
+    bool allowed;
+};
+struct Browser_Popup {
+    const char* menu = "";
+    bool show = false;
+    std::vector<Popup_Entry> entries;
 };
 
-// Carries out one toolbar key: "exit" closes the window, the sort keys (in both spellings, since
-// the main toolbar passes its own buttons through) and "Sum" run their action; any other key does
-// nothing.
-Toolbar_Result Run_Toolbar_Key(const std::string& key, const Toolbar_Actions& actions);
+// Section of the per-user store that keeps the column widths.
+inline constexpr const char* Windows_Section = "Windows";
 
-// Activation or focus of a browser: the sort menu and buttons come on; stale caches are rebuilt
-// in full ("new", progress "null") and the mark cleared; the progress form is hidden and zeroed;
-// the main window enabled.
-void Browser_Activate(Program_State& state, Ui& ui, Clock& clock, Browser_Shell* shell);
-// Deactivation or loss of focus: the sort menu and buttons go off.
-void Browser_Deactivate(Browser_Shell* shell);
+class Browser_Frame {
+public:
+    // What sets one browser's frame apart.
+    struct Layout {
+        const char* settings_prefix; // a column's width is kept under prefix + column number
+        int rows;
+        int cols;
+        int name_col;       // the column of names
+        int first_data_col; // the first of the fuel columns
+    };
 
-// Column widths under "Tally Depot", section "Windows", key prefix + column number.
-// Restoring gives every column its saved width (960 when missing), then 0 to any column above 0
-// whose header is empty.
-void Restore_Column_Widths(Grid& grid, User_Settings& settings, const std::string& prefix);
-// The same, with the grid hidden meanwhile, as a resize of the window does it.
-void Refit_Column_Widths(Grid& grid, User_Settings& settings, const std::string& prefix);
-void Save_Column_Widths(const Grid& grid, User_Settings& settings, const std::string& prefix);
+    Browser_Frame(const Layout& layout, Program_State& state, Ui& ui, Clock& clock,
+                  User_Settings& settings, Browser_Shell* shell);
+    virtual ~Browser_Frame() = default;
+    Browser_Frame(const Browser_Frame&) = delete;
+    Browser_Frame& operator=(const Browser_Frame&) = delete;
 
-// The "Sum" key: columns from `first_data_col` with a non-empty trimmed header share the width
-// left of `grid_width` after the columns before them, less 400; then all widths are saved.
-void Even_Out_Columns(Grid& grid, int grid_width, int first_data_col, User_Settings& settings,
-                      const std::string& prefix);
+    Grid MSFlexGrid1;   // one fixed header row
+    std::string Label1; // the date label
+
+    const char* Widths_Prefix() const { return layout_.settings_prefix; }
+    int Name_Col() const { return layout_.name_col; }
+
+    virtual void Sort_Asc() = 0;
+    virtual void Sort_Des() = 0;
+    // A toolbar key, as the window's own toolbar or the main toolbar passes it: "exit" closes the
+    // window, the sort keys (in both spellings, since the main toolbar passes its own buttons
+    // through) sort, "Sum" evens out the fuel columns; any other key does nothing.
+    Toolbar_Result Morvo_GLOBAL(const std::string& key);
+    // The width of the grid is the view's; the "Sum" key needs it.
+    void Set_Grid_Width(int twips) { grid_width_ = twips; }
+
+    // A click in the grid at its current cell: what the main window's popup offers.
+    virtual Browser_Popup Popup_For_Click() = 0;
+    // A double click in the grid at its current cell. False when this browser takes none: the
+    // event is not the browser's.
+    virtual bool Double_Click() { return false; }
+    // Ctrl with a digit key. False when this browser has no such keys.
+    virtual bool Ctrl_Digit(int /*digit*/) { return false; }
+
+    // Column widths under "Tally Depot", section "Windows". Restoring gives every column its saved
+    // width (960 when missing), then 0 to any column above 0 whose header is empty. A resize does
+    // it with the grid hidden meanwhile; a mouse release over the grid saves them.
+    void Form_Resize();
+    void MSFlexGrid1_MouseUp() { Save_Widths(); }
+    // Whether this desk ever kept widths for this browser (the width of column 1 is there).
+    bool Widths_Kept() const;
+    // A desk that never kept widths starts with the names as wide as `name_twips` asks, up to two
+    // fifths of the grid, and the fuel columns evened out as "Sum" does them, rather than at the
+    // narrow default.
+    void First_Widths(int name_twips, int grid_twips);
+
+    // Activation or focus: the sort menu and buttons come on; stale caches are rebuilt in full
+    // ("new", progress "null") and the mark cleared; the progress form is hidden and zeroed; the
+    // main window enabled.
+    void Form_Activate();
+    // Deactivation or loss of focus: the sort menu and buttons go off.
+    void Form_Deactivate();
+    // Unload: deactivation, what the browser itself keeps, then all column widths saved.
+    void Form_Unload();
+
+protected:
+    // The browser's own part of unloading.
+    virtual void Unloading() = 0;
+    // Fuel.dat's names of slots 1 to 8 as the headers of the fuel columns, counted in Fuel_Count;
+    // the column of a slot without a name gets width 0.
+    void Fuel_Headers();
+    void Restore_Widths();
+    void Save_Widths();
+
+    Program_State& state_;
+    Ui& ui_;
+    Clock& clock_;
+    User_Settings& settings_;
+    Browser_Shell* shell_;
+
+private:
+    void Even_Out_Columns();
+
+    Layout layout_;
+    int grid_width_ = 12000;
+};
 
 } // namespace td

@@ -9,7 +9,6 @@
 #include "kernel/state.h"
 #include "storage/record_file.h"
 #include "storage/records.h"
-#include "storage/reference.h"
 
 #include <vector>
 
@@ -17,8 +16,11 @@ namespace td {
 
 namespace {
 
-constexpr const char* Widths_Prefix = "RsTsC";
-constexpr int Columns = 9;
+constexpr Browser_Frame::Layout Frame_Layout{.settings_prefix = Resolve_Tickets::Settings_Prefix,
+                                             .rows = Resolve_Tickets::Rows,
+                                             .cols = 9,
+                                             .name_col = 0,
+                                             .first_data_col = 1};
 
 } // namespace
 
@@ -32,8 +34,7 @@ std::string Station_Amount_Text(double amount) {
 
 Resolve_Tickets::Resolve_Tickets(Program_State& state, Ui& ui, Clock& clock,
                                  User_Settings& settings, Browser_Shell* shell)
-    : MSFlexGrid1(Rows, Columns), state_(state), ui_(ui), clock_(clock), settings_(settings),
-      shell_(shell) {}
+    : Browser_Frame(Frame_Layout, state, ui, clock, settings, shell) {}
 
 bool Resolve_Tickets::Fill_Stations() {
     Grid& grid = MSFlexGrid1;
@@ -45,12 +46,15 @@ bool Resolve_Tickets::Fill_Stations() {
     std::vector<std::uint8_t> raw(Name_Record_Size);
     std::vector<std::uint8_t> total(Cache_Record_Size);
     for (int r = 1;; ++r) {
-        if (!stations.Read(static_cast<std::uint64_t>(r), raw.data()) || raw[0] != 1)
+        if (!stations.Read(static_cast<std::uint64_t>(r), raw.data()))
+            break;
+        const Name_Record station = Decode_Name(raw.data());
+        if (station.Exists != 1)
             break;
         // Rows end at 17: a station beyond them stops the fill where it stands.
         if (r >= grid.Rows())
             return false;
-        std::string name = Trim_Text(Decode_Name(raw.data()).Name);
+        std::string name = Trim_Text(station.Name);
         if (name.empty()) {
             grid.Set_Row_Height(r, 0);
             continue;
@@ -69,35 +73,16 @@ bool Resolve_Tickets::Fill_Stations() {
     return true;
 }
 
-void Resolve_Tickets::Fuel_Headers() {
-    Grid& grid = MSFlexGrid1;
-    state_.Fuel_Count = 0;
-    std::vector<Fuel_Record> fuels = Read_Fuel_Slots(state_.Path_Of(state_.settings.Fuel_File));
-    for (int slot = 1; slot <= Fuel_Slots; ++slot) {
-        std::string name = Trim_Text(fuels[static_cast<std::size_t>(slot - 1)].Name);
-        if (!name.empty()) {
-            ++state_.Fuel_Count;
-            grid.Set_Text(0, slot, name);
-        } else {
-            grid.Set_Column_Width(slot, 0);
-        }
-    }
-}
-
 bool Resolve_Tickets::Form_Load(Sell_Ticets* buyer) {
-    std::string saved = settings_.Get(Settings_Application, "Kernel", "Date", "0:00:00");
+    loaded_ = true;
+    std::string saved = settings_.Get(Settings_Application, Date_Section, Date_Key, "0:00:00");
     double saved_date = Parse_Date(Trim_Text(saved)).value_or(0.0);
     if (Date_Before(saved_date, state_.Current_Date)) {
         // The working date moved on since this window was last closed.
         if (state_.Buyer_Browser_Open && buyer != nullptr) {
-            buyer->Label1 = "На текущую дату: " + Format_Date(state_.Current_Date);
             Rebuild_Company_Totals(state_, ui_, clock_, state_.Current_Date, Progress_Target::Form);
             ui_.Main_Window_Enabled(true);
-            int row = buyer->MSFlexGrid1.Row();
-            int col = buyer->MSFlexGrid1.Col();
-            buyer->TreeView1_NodeClick(state_.Current_Node_Key);
-            buyer->MSFlexGrid1.Set_Row(row);
-            buyer->MSFlexGrid1.Set_Col(col);
+            buyer->Date_Changed(state_.Current_Date);
         }
         Rebuild_Station_Totals(state_, ui_, clock_, state_.Current_Date, state_.Current_Date,
                                Progress_Target::Form);
@@ -107,13 +92,13 @@ bool Resolve_Tickets::Form_Load(Sell_Ticets* buyer) {
     Grid& grid = MSFlexGrid1;
     grid.Set_Visible(false);
     grid.Clear();
-    Restore_Column_Widths(grid, settings_, Widths_Prefix);
+    Restore_Widths();
     state_.Station_Browser_Open = true;
     Label1 = "За текущую дату: " + Format_Date(state_.Current_Date);
     // No reset of Station_Count here: a second opening in a run counts on from the first.
     if (!Fill_Stations())
         return false;
-    Restore_Column_Widths(grid, settings_, Widths_Prefix);
+    Restore_Widths();
     Fuel_Headers();
     for (int col = 0; col < grid.Cols(); ++col)
         grid.Set_Bold(0, col, true);
@@ -132,6 +117,16 @@ void Resolve_Tickets::Refresh_Data(double date) {
     Fuel_Headers();
     for (int col = 0; col < grid.Cols(); ++col)
         grid.Set_Bold(0, col, true);
+}
+
+Browser_Popup Resolve_Tickets::Popup_For_Click() {
+    const Station_Popup click = MSFlexGrid1_Click();
+    return {"mnu_popup_resolve",
+            click.show,
+            {{"mnu_popup_release", true},
+             {"mnu_set_curr_date_shop", true},
+             {"mnu_popup_Res_stat", click.mnu_popup_Res_stat},
+             {"mnu_popup_Res_stat_range", click.mnu_popup_Res_stat_range}}};
 }
 
 Station_Popup Resolve_Tickets::MSFlexGrid1_Click() {
@@ -156,33 +151,10 @@ void Resolve_Tickets::Sort_Des() {
     MSFlexGrid1.Sort(1, MSFlexGrid1.Rows() - 1, MSFlexGrid1.Col(), Sort_Order::Descending);
 }
 
-Toolbar_Result Resolve_Tickets::Morvo_GLOBAL(const std::string& key) {
-    return Run_Toolbar_Key(
-        key, {[this] { Sort_Asc(); }, [this] { Sort_Des(); },
-              [this] { Even_Out_Columns(MSFlexGrid1, grid_width_, 1, settings_, Widths_Prefix); }});
-}
-
-void Resolve_Tickets::Form_Resize() {
-    Refit_Column_Widths(MSFlexGrid1, settings_, Widths_Prefix);
-}
-
-void Resolve_Tickets::MSFlexGrid1_MouseUp() {
-    Save_Column_Widths(MSFlexGrid1, settings_, Widths_Prefix);
-}
-
-void Resolve_Tickets::Form_Activate() {
-    Browser_Activate(state_, ui_, clock_, shell_);
-}
-
-void Resolve_Tickets::Form_Deactivate() {
-    Browser_Deactivate(shell_);
-}
-
-void Resolve_Tickets::Form_Unload() {
-    Browser_Deactivate(shell_);
+void Resolve_Tickets::Unloading() {
     state_.Station_Browser_Open = false;
-    settings_.Save(Settings_Application, "Kernel", "Date", Format_Date(state_.Current_Date));
-    Save_Column_Widths(MSFlexGrid1, settings_, Widths_Prefix);
+    // The next opening knows from it that the working date has moved.
+    settings_.Save(Settings_Application, Date_Section, Date_Key, Format_Date(state_.Current_Date));
 }
 
 bool Open_Stations_For_Current_Date(Program_State& state, Ui& ui, Clock& clock,
@@ -190,7 +162,7 @@ bool Open_Stations_For_Current_Date(Program_State& state, Ui& ui, Clock& clock,
     Rebuild_Station_Totals(state, ui, clock, state.Current_Date, state.Current_Date,
                            Progress_Target::Form);
     ui.Main_Window_Enabled(true);
-    if (!station.Form_Load(buyer))
+    if (!station.Loaded() && !station.Form_Load(buyer))
         return false;
     station.Refresh_Data(state.Current_Date);
     return true;

@@ -4,16 +4,11 @@
 #pragma once
 
 #include "browsers/browser_frame.h"
-#include "ui/grid.h"
 
 #include <string>
 
 namespace td {
 
-struct Program_State;
-class Ui;
-class Clock;
-class User_Settings;
 class Sell_Ticets;
 
 // What a click in the grid decides about the popup mnu_popup_resolve.
@@ -24,50 +19,45 @@ struct Station_Popup {
     bool mnu_popup_Res_stat_range = false; // whenever the popup shows
 };
 
-class Resolve_Tickets {
+class Resolve_Tickets : public Browser_Frame {
 public:
     static constexpr const char* Caption = "Справочник заправок - списание талонов";
+    // Column widths are kept under this prefix and the column number.
+    static constexpr const char* Settings_Prefix = "RsTsC";
+    // The working date at which the window was last closed: "Tally Depot", "Kernel", "Date".
+    static constexpr const char* Date_Section = "Kernel";
+    static constexpr const char* Date_Key = "Date";
     static constexpr int Rows = 17; // header and 16 stations: the limit of this release
 
     Resolve_Tickets(Program_State& state, Ui& ui, Clock& clock, User_Settings& settings,
                     Browser_Shell* shell);
 
-    Grid MSFlexGrid1;   // 9 columns, one fixed header row
-    std::string Label1; // the date label
-
     // Opening. `buyer` is the open buyer browser, or null. False when the opening stopped
     // early (the grid then stays hidden).
     bool Form_Load(Sell_Ticets* buyer);
+    // Whether Form_Load ran for this window, whether or not it went to the end.
+    bool Loaded() const { return loaded_; }
     // Refills the grid in station order and sets the date label.
     void Refresh_Data(double date);
     Station_Popup MSFlexGrid1_Click();
+    Browser_Popup Popup_For_Click() override;
 
-    void Sort_Asc();
-    void Sort_Des();
-    Toolbar_Result Morvo_GLOBAL(const std::string& key);
-    void Set_Grid_Width(int twips) { grid_width_ = twips; }
+    void Sort_Asc() override;
+    void Sort_Des() override;
 
-    void Form_Resize();
-    void MSFlexGrid1_MouseUp();
-    void Form_Activate();
-    void Form_Deactivate();
-    void Form_Unload();
+protected:
+    void Unloading() override;
 
 private:
     bool Fill_Stations();
-    void Fuel_Headers();
 
-    Program_State& state_;
-    Ui& ui_;
-    Clock& clock_;
-    User_Settings& settings_;
-    Browser_Shell* shell_;
-    int grid_width_ = 12000;
+    bool loaded_ = false;
 };
 
 // mnu_Shop_Cur_date of the main window, less the window handling: the station totals of the
-// working date (progress mark "sp"), the main window enabled, the browser opened and refreshed
-// with the working date. The shell maximises the window and gives it focus.
+// working date (progress mark "sp"), the main window enabled, the browser opened unless it is
+// open already, and refreshed with the working date. The shell maximises the window and gives it
+// focus. False when the opening stopped early.
 bool Open_Stations_For_Current_Date(Program_State& state, Ui& ui, Clock& clock,
                                     Resolve_Tickets& station, Sell_Ticets* buyer);
 

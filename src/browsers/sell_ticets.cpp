@@ -7,7 +7,6 @@
 #include "kernel/fatal.h"
 #include "kernel/state.h"
 #include "storage/record_file.h"
-#include "storage/reference.h"
 
 #include <cmath>
 #include <vector>
@@ -16,8 +15,11 @@ namespace td {
 
 namespace {
 
-constexpr const char* Widths_Prefix = "SlTsC";
-constexpr int Columns = 12;
+constexpr Browser_Frame::Layout Frame_Layout{.settings_prefix = Sell_Ticets::Settings_Prefix,
+                                             .rows = 2,
+                                             .cols = 12,
+                                             .name_col = 2,
+                                             .first_data_col = 3};
 constexpr double Progress_Interval = 0.5;
 // The error number the system gave for an index out of range: the deferred list overflowing.
 constexpr long Out_Of_Range_Error = 9;
@@ -61,8 +63,7 @@ std::string Parent_Key_Of(const std::string& key) {
 
 Sell_Ticets::Sell_Ticets(Program_State& state, Ui& ui, Clock& clock, User_Settings& settings,
                          Browser_Shell* shell)
-    : MSFlexGrid1(2, Columns), state_(state), ui_(ui), clock_(clock), settings_(settings),
-      shell_(shell) {}
+    : Browser_Frame(Frame_Layout, state, ui, clock, settings, shell) {}
 
 const std::string& Sell_Ticets::Current_Key() const {
     return state_.Current_Node_Key;
@@ -146,7 +147,7 @@ bool Sell_Ticets::Form_Load() {
     TreeView1_NodeClick(Root_Key);
 
     Label1 = "Текущая дата: " + Format_Date(state_.Current_Date);
-    Restore_Column_Widths(MSFlexGrid1, settings_, Widths_Prefix);
+    Restore_Widths();
     return true;
 }
 
@@ -168,18 +169,8 @@ void Sell_Ticets::TreeView1_NodeClick(const std::string& key) {
     grid.Set_Text(0, 1, "Код");
     grid.Set_Text(0, 2, "Наименование");
 
-    state_.Fuel_Count = 0;
-    std::vector<Fuel_Record> fuels = Read_Fuel_Slots(state_.Path_Of(state_.settings.Fuel_File));
-    for (int slot = 1; slot <= Fuel_Slots; ++slot) {
-        std::string name = Trim_Text(fuels[static_cast<std::size_t>(slot - 1)].Name);
-        if (!name.empty()) {
-            ++state_.Fuel_Count;
-            grid.Set_Text(0, slot + 2, name);
-        } else {
-            grid.Set_Column_Width(slot + 2, 0);
-        }
-    }
-    Restore_Column_Widths(grid, settings_, Widths_Prefix);
+    Fuel_Headers();
+    Restore_Widths();
 
     grid.Set_Text(1, 2, node >= 0 ? TreeView1.Node(node).text : "");
     grid.Set_Icon(1, 0, "2");
@@ -210,13 +201,13 @@ void Sell_Ticets::TreeView1_NodeClick(const std::string& key) {
     double shown = clock_.Seconds_Since_Midnight();
     const std::size_t count = company_bytes.size() / Company_Record_Size;
     for (std::size_t i = 0; i < count; ++i) {
-        const std::uint8_t* raw = company_bytes.data() + i * Company_Record_Size;
-        if (bytes::Get_U8(raw) != 1)
+        const Company_View company(company_bytes.data() + i * Company_Record_Size);
+        if (!company.Exists())
             break;
         const long number = static_cast<long>(i) + 1;
         // Only the codes decide; the name is decoded for the rows that are listed.
-        std::string group = Trim_Text(bytes::Get_Text(raw + 11, 5));
-        std::string subgroup = Trim_Text(bytes::Get_Text(raw + 16, 5));
+        std::string group = Trim_Text(company.Group_Code());
+        std::string subgroup = Trim_Text(company.Subgroup_Code());
         bool listed = false;
         bool amounts = false;
         bool has_children = false;
@@ -224,26 +215,26 @@ void Sell_Ticets::TreeView1_NodeClick(const std::string& key) {
         std::string code;
         if (!No_Subgroup(subgroup)) {
             if (group == a && subgroup == b) {
-                code = Trim_Text(bytes::Get_Text(raw + 1, 5));
+                code = Trim_Text(company.Code());
                 listed = amounts = true;
                 path = "1:" + group + ":" + subgroup + ":" + code;
             }
         } else if (group.empty()) {
             if (a.empty()) {
-                code = Trim_Text(bytes::Get_Text(raw + 1, 5));
+                code = Trim_Text(company.Code());
                 listed = true;
                 path = "1:" + code;
                 has_children = TreeView1.Children(root + code + "\\") > 0;
             }
         } else if (group == a && b.empty()) {
-            code = Trim_Text(bytes::Get_Text(raw + 1, 5));
+            code = Trim_Text(company.Code());
             listed = amounts = true;
             path = "1:" + group + ":" + code;
             has_children = TreeView1.Children(root + group + "\\" + code + "\\") > 0;
         }
         if (listed) {
             std::string row = has_children ? "+" : "";
-            row += "\t" + path + "\t" + Trim_Text(bytes::Get_Text(raw + 21, 255));
+            row += "\t" + path + "\t" + Trim_Text(company.Name());
             Cache_Record record;
             if (amounts && i < total_records)
                 record = Decode_Cache(total_bytes.data() + i * Cache_Record_Size);
@@ -305,28 +296,36 @@ Buyer_Popup Sell_Ticets::MSFlexGrid1_Click() {
     return popup;
 }
 
-void Sell_Ticets::Sort_Asc() {
+Browser_Popup Sell_Ticets::Popup_For_Click() {
+    const Buyer_Popup click = MSFlexGrid1_Click();
+    return {"mnu_popup",
+            click.show,
+            {{"mnu_popup_sell", true},
+             {"mnu_popup_release_sell", true},
+             {"mnu_set_curr_date_sell", true},
+             {"mnu_popup_user_stat", click.enable_statistics},
+             {"mnu_popup_user_stat_range", click.enable_statistics}}};
+}
+
+void Sell_Ticets::Sort(Sort_Order order) {
+    // Row 1 (the node itself) stays; codes sort by their numbers in the hidden key column.
     Grid& grid = MSFlexGrid1;
     if (grid.Rows() < 4)
         return;
     if (grid.Col() == 1) {
-        grid.Sort(2, grid.Rows() - 1, Sort_Key_Col, Sort_Order::Ascending);
+        grid.Sort(2, grid.Rows() - 1, Sort_Key_Col, order);
         grid.Set_Col(1);
     } else {
-        grid.Sort(2, grid.Rows() - 1, grid.Col(), Sort_Order::Ascending);
+        grid.Sort(2, grid.Rows() - 1, grid.Col(), order);
     }
 }
 
+void Sell_Ticets::Sort_Asc() {
+    Sort(Sort_Order::Ascending);
+}
+
 void Sell_Ticets::Sort_Des() {
-    Grid& grid = MSFlexGrid1;
-    if (grid.Rows() < 4)
-        return;
-    if (grid.Col() == 1) {
-        grid.Sort(2, grid.Rows() - 1, Sort_Key_Col, Sort_Order::Descending);
-        grid.Set_Col(1);
-    } else {
-        grid.Sort(2, grid.Rows() - 1, grid.Col(), Sort_Order::Descending);
-    }
+    Sort(Sort_Order::Descending);
 }
 
 void Sell_Ticets::Key_Ctrl_Digit(int digit) {
@@ -339,32 +338,8 @@ void Sell_Ticets::Key_Ctrl_Digit(int digit) {
         grid.Sort(2, grid.Rows() - 1, 2, Sort_Order::Ascending);
 }
 
-Toolbar_Result Sell_Ticets::Morvo_GLOBAL(const std::string& key) {
-    return Run_Toolbar_Key(
-        key, {[this] { Sort_Asc(); }, [this] { Sort_Des(); },
-              [this] { Even_Out_Columns(MSFlexGrid1, grid_width_, 3, settings_, Widths_Prefix); }});
-}
-
-void Sell_Ticets::Form_Resize() {
-    Refit_Column_Widths(MSFlexGrid1, settings_, Widths_Prefix);
-}
-
-void Sell_Ticets::MSFlexGrid1_MouseUp() {
-    Save_Column_Widths(MSFlexGrid1, settings_, Widths_Prefix);
-}
-
-void Sell_Ticets::Form_Activate() {
-    Browser_Activate(state_, ui_, clock_, shell_);
-}
-
-void Sell_Ticets::Form_Deactivate() {
-    Browser_Deactivate(shell_);
-}
-
-void Sell_Ticets::Form_Unload() {
-    Browser_Deactivate(shell_);
+void Sell_Ticets::Unloading() {
     state_.Buyer_Browser_Open = false;
-    Save_Column_Widths(MSFlexGrid1, settings_, Widths_Prefix);
 }
 
 void Sell_Ticets::Date_Changed(double date) {

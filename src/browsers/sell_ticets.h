@@ -4,17 +4,11 @@
 
 #include "browsers/browser_frame.h"
 #include "storage/records.h"
-#include "ui/grid.h"
 #include "ui/tree.h"
 
 #include <string>
 
 namespace td {
-
-struct Program_State;
-class Ui;
-class Clock;
-class User_Settings;
 
 // What a click in the grid decides about the popup mnu_popup.
 struct Buyer_Popup {
@@ -23,9 +17,11 @@ struct Buyer_Popup {
     bool enable_statistics = false;
 };
 
-class Sell_Ticets {
+class Sell_Ticets : public Browser_Frame {
 public:
     static constexpr const char* Caption = "Справочник покупателей - продажа таллонов";
+    // Column widths are kept under this prefix and the column number.
+    static constexpr const char* Settings_Prefix = "SlTsC";
     static constexpr const char* Root_Key = "root\\";
     static constexpr int Sort_Key_Col = 11;
     static constexpr std::size_t Deferred_Limit = 201;
@@ -33,9 +29,7 @@ public:
     Sell_Ticets(Program_State& state, Ui& ui, Clock& clock, User_Settings& settings,
                 Browser_Shell* shell);
 
-    Tree TreeView1;     // hidden for good
-    Grid MSFlexGrid1;   // 12 columns, one fixed header row
-    std::string Label1; // the date label
+    Tree TreeView1; // hidden for good
 
     // Opening. False when the fatal screen was shown and resumed: the window is then unusable.
     bool Form_Load();
@@ -43,22 +37,21 @@ public:
     void TreeView1_NodeClick(const std::string& key);
     // Moves down or up when the current cell is in column 0.
     void MSFlexGrid1_DblClick();
+    bool Double_Click() override {
+        MSFlexGrid1_DblClick();
+        return true;
+    }
     Buyer_Popup MSFlexGrid1_Click();
+    Browser_Popup Popup_For_Click() override;
 
-    void Sort_Asc();
-    void Sort_Des();
-    // Ctrl+1 (by code) and Ctrl+2 (by name); other digits do nothing.
+    void Sort_Asc() override;
+    void Sort_Des() override;
+    // Ctrl+1 (by code) and Ctrl+2 (by name); other digits do nothing, but are taken.
     void Key_Ctrl_Digit(int digit);
-    // A toolbar key, as the window's own toolbar or the main toolbar passes it.
-    Toolbar_Result Morvo_GLOBAL(const std::string& key);
-    // The width of the grid is the view's; the "Sum" key needs it.
-    void Set_Grid_Width(int twips) { grid_width_ = twips; }
-
-    void Form_Resize();
-    void MSFlexGrid1_MouseUp();
-    void Form_Activate();
-    void Form_Deactivate();
-    void Form_Unload();
+    bool Ctrl_Digit(int digit) override {
+        Key_Ctrl_Digit(digit);
+        return true;
+    }
 
     // The node click again for Current_Node_Key, the current cell left as the caller restores it.
     void Refresh_Current_Node() { TreeView1_NodeClick(Current_Key()); }
@@ -67,17 +60,14 @@ public:
     // current cell put back.
     void Date_Changed(double date);
 
+protected:
+    void Unloading() override;
+
 private:
     const std::string& Current_Key() const;
     void Add_Node(const Company_Record& record, int& error);
     void Gate_Progress(double& last, int value);
-
-    Program_State& state_;
-    Ui& ui_;
-    Clock& clock_;
-    User_Settings& settings_;
-    Browser_Shell* shell_;
-    int grid_width_ = 12000;
+    void Sort(Sort_Order order);
 };
 
 // Key of the parent of a node: the key less its last piece ("root\" stays "root\").

@@ -4,8 +4,6 @@
 #include "browsers/browser_refresh.h"
 #include "browsers/resolve_tickets.h"
 #include "browsers/sell_ticets.h"
-#include "kernel/cache_passes.h"
-#include "kernel/settings.h"
 #include "kernel/state.h"
 #include "qt/grid_view.h"
 #include "qt/qt_mdi_form.h"
@@ -24,8 +22,8 @@
 #include <QToolBar>
 #include <QVBoxLayout>
 #include <algorithm>
+#include <functional>
 #include <memory>
-#include <type_traits>
 
 namespace td {
 namespace {
@@ -55,9 +53,9 @@ class Browser_Controller;
 
 // The content of a browser's child window: its toolbar, the grid and the date label over one
 // model. The model lives as long as the window; the grid's view goes first.
-template <typename Model> class Browser_Window : public QWidget {
+class Browser_Window : public QWidget {
 public:
-    Browser_Window(Browser_Controller& controller, std::unique_ptr<Model> model);
+    Browser_Window(Browser_Controller& controller, std::unique_ptr<Browser_Frame> model);
     ~Browser_Window() override {
         // The view lets go of the grid it shows. The event filter must not look at the view
         // while it is being taken apart.
@@ -66,24 +64,18 @@ public:
         delete view;
     }
 
-    Model& model() { return *model_; }
+    Browser_Frame& model() { return *model_; }
     Qt_Grid_View* View() const { return view_; }
-    // On a desk where the columns were never set (no widths kept yet) the window starts with
-    // them evened out, as the "Sum" key does, rather than at the narrow default.
-    void First_Widths(User_Settings& settings) {
-        const char* prefix = std::is_same_v<Model, Sell_Ticets> ? "SlTsC" : "RsTsC";
-        if (!settings.Get(Settings_Application, "Windows", std::string(prefix) + "1", "").empty())
+    // Widths for a desk that never kept any: the model decides, from what the names need.
+    void First_Widths() {
+        if (model_->Widths_Kept())
             return;
-        // The names first get the room they need, up to two fifths of the grid.
-        const int name_col = std::is_same_v<Model, Sell_Ticets> ? 2 : 0;
+        const int name_col = model_->Name_Col();
         view_->Grid_Model().Refresh();
         int width = std::max(static_cast<QAbstractItemView*>(view_)->sizeHintForColumn(name_col),
                              view_->horizontalHeader()->sectionSizeHint(name_col)) +
                     8;
-        width = std::min(width, view_->viewport()->width() * 2 / 5);
-        model_->MSFlexGrid1.Set_Column_Width(name_col, Pixels_To_Twips(width, logicalDpiX()));
-        model_->Set_Grid_Width(Pixels_To_Twips(view_->viewport()->width(), logicalDpiX()));
-        model_->Morvo_GLOBAL("Sum");
+        model_->First_Widths(Pixels_To_Twips(width, logicalDpiX()), Grid_Twips());
     }
     // The date label shows what the model last wrote.
     void Update_Label() { label_->setText(Q(model_->Label1)); }
@@ -93,11 +85,14 @@ protected:
     void resizeEvent(QResizeEvent* event) override;
 
 private:
+    int Grid_Twips() const { return Pixels_To_Twips(view_->viewport()->width(), logicalDpiX()); }
+    // The grid's current cell follows the mouse.
+    void Cell_At(QMouseEvent* mouse);
     void Grid_Released(Qt::MouseButton button, QPoint global);
     void Width_From_View(int col, int pixels);
 
     Browser_Controller& controller_;
-    std::unique_ptr<Model> model_;
+    std::unique_ptr<Browser_Frame> model_;
     Qt_Grid_View* view_;
     QLabel* label_;
 };
@@ -109,6 +104,16 @@ public:
         : QObject(&window), window_(window), state_(state), ui_(ui), clock_(clock),
           settings_(settings), browsers_(browsers) {
         setObjectName(QStringLiteral("browser_views"));
+        buyer_.enlist = [this](bool open, std::function<void()> show) {
+            browsers_.Set_Buyer(open ? buyer_model_ : nullptr, std::move(show));
+            if (!open)
+                buyer_model_ = nullptr;
+        };
+        station_.enlist = [this](bool open, std::function<void()> show) {
+            browsers_.Set_Station(open ? station_model_ : nullptr, std::move(show));
+            if (!open)
+                station_model_ = nullptr;
+        };
         connect(window.Mdi_Area(), &QMdiArea::subWindowActivated, this,
                 [this](QMdiSubWindow* sub) { Activated(sub); });
     }
@@ -135,15 +140,25 @@ protected:
     }
 
 private:
-    template <typename Model> friend class Browser_Window;
+    // One browser's child window while it is open.
+    struct Open_Window {
+        QPointer<QMdiSubWindow> sub;
+        Browser_Window* content = nullptr;
+        // In or out of the registry the working date picker reaches, with what brings it forward.
+        std::function<void(bool open, std::function<void()> show)> enlist;
+    };
 
     void Sort_Available(bool available) {
         if (window_.Model().Sort_Available() != available)
             window_.Model().Browser_Active(available);
     }
-    QMdiSubWindow* Add_Window(QWidget* content, const char* caption);
+    Browser_Frame* Model_Of(QMdiSubWindow* sub);
+    // A loaded browser into a new child window, registered, maximised, in front, with the focus.
+    void Add_Window(Open_Window& open, Browser_Window* content, const char* caption);
+    // What the working date picker calls to bring the window forward.
+    std::function<void()> Bring_Forward(Open_Window& open);
+    void Show(Open_Window& open);
     void Activated(QMdiSubWindow* sub);
-    void Deactivate(QMdiSubWindow* sub);
     void Closing(QMdiSubWindow* sub);
 
     Qt_MDI_Form& window_;
@@ -152,15 +167,14 @@ private:
     Clock& clock_;
     User_Settings& settings_;
     Open_Browsers& browsers_;
-    QPointer<QMdiSubWindow> buyer_sub_;
-    QPointer<QMdiSubWindow> station_sub_;
-    Browser_Window<Sell_Ticets>* buyer_ = nullptr;
-    Browser_Window<Resolve_Tickets>* station_ = nullptr;
+    Open_Window buyer_;
+    Open_Window station_;
+    Sell_Ticets* buyer_model_ = nullptr;
+    Resolve_Tickets* station_model_ = nullptr;
     QPointer<QMdiSubWindow> active_;
 };
 
-template <typename Model>
-Browser_Window<Model>::Browser_Window(Browser_Controller& controller, std::unique_ptr<Model> model)
+Browser_Window::Browser_Window(Browser_Controller& controller, std::unique_ptr<Browser_Frame> model)
     : controller_(controller), model_(std::move(model)) {
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
@@ -175,7 +189,7 @@ Browser_Window<Model>::Browser_Window(Browser_Controller& controller, std::uniqu
         action->setToolTip(Q(key.tooltip));
         std::string name = key.key;
         connect(action, &QAction::triggered, this, [this, name] {
-            model_->Set_Grid_Width(Pixels_To_Twips(view_->viewport()->width(), logicalDpiX()));
+            model_->Set_Grid_Width(Grid_Twips());
             if (model_->Morvo_GLOBAL(name) == Toolbar_Result::Close_Window)
                 if (auto* sub = qobject_cast<QMdiSubWindow*>(parentWidget()))
                     sub->close();
@@ -198,7 +212,7 @@ Browser_Window<Model>::Browser_Window(Browser_Controller& controller, std::uniqu
     layout->addWidget(label_);
 }
 
-template <typename Model> void Browser_Window<Model>::Width_From_View(int col, int pixels) {
+void Browser_Window::Width_From_View(int col, int pixels) {
     // Widths the view applies from the grid come back here too: only a real change is written.
     Grid& grid = model_->MSFlexGrid1;
     if (col >= grid.Cols())
@@ -209,13 +223,21 @@ template <typename Model> void Browser_Window<Model>::Width_From_View(int col, i
     grid.Set_Column_Width(col, Pixels_To_Twips(pixels, dpi));
 }
 
-template <typename Model> void Browser_Window<Model>::resizeEvent(QResizeEvent* event) {
+void Browser_Window::resizeEvent(QResizeEvent* event) {
     QWidget::resizeEvent(event);
-    model_->Set_Grid_Width(Pixels_To_Twips(view_->viewport()->width(), logicalDpiX()));
+    model_->Set_Grid_Width(Grid_Twips());
     model_->Form_Resize();
 }
 
-template <typename Model> bool Browser_Window<Model>::eventFilter(QObject* watched, QEvent* event) {
+void Browser_Window::Cell_At(QMouseEvent* mouse) {
+    QModelIndex index = view_->indexAt(mouse->position().toPoint());
+    if (index.isValid()) {
+        model_->MSFlexGrid1.Set_Row(index.row() + 1);
+        model_->MSFlexGrid1.Set_Col(index.column());
+    }
+}
+
+bool Browser_Window::eventFilter(QObject* watched, QEvent* event) {
     if (view_ == nullptr)
         return QWidget::eventFilter(watched, event);
     if (watched == label_ && event->type() == QEvent::MouseButtonDblClick) {
@@ -223,78 +245,67 @@ template <typename Model> bool Browser_Window<Model>::eventFilter(QObject* watch
         return true;
     }
     if (watched == view_->viewport() && event->type() == QEvent::MouseButtonDblClick) {
-        if constexpr (std::is_same_v<Model, Sell_Ticets>) {
-            auto* mouse = static_cast<QMouseEvent*>(event);
-            QModelIndex index = view_->indexAt(mouse->position().toPoint());
-            if (index.isValid()) {
-                model_->MSFlexGrid1.Set_Row(index.row() + 1);
-                model_->MSFlexGrid1.Set_Col(index.column());
-            }
-            model_->MSFlexGrid1_DblClick();
+        Cell_At(static_cast<QMouseEvent*>(event));
+        if (model_->Double_Click())
             return true;
-        }
     }
     if ((watched == view_->viewport() || watched == view_->horizontalHeader()->viewport()) &&
         event->type() == QEvent::MouseButtonRelease) {
         auto* mouse = static_cast<QMouseEvent*>(event);
-        if (watched == view_->viewport()) {
-            QModelIndex index = view_->indexAt(mouse->position().toPoint());
-            if (index.isValid()) {
-                model_->MSFlexGrid1.Set_Row(index.row() + 1);
-                model_->MSFlexGrid1.Set_Col(index.column());
-                Grid_Released(mouse->button(), mouse->globalPosition().toPoint());
-            }
+        if (watched == view_->viewport() && view_->indexAt(mouse->position().toPoint()).isValid()) {
+            Cell_At(mouse);
+            Grid_Released(mouse->button(), mouse->globalPosition().toPoint());
         }
         model_->MSFlexGrid1_MouseUp();
     }
     if (watched == view_ && event->type() == QEvent::KeyPress) {
         auto* key = static_cast<QKeyEvent*>(event);
-        if constexpr (std::is_same_v<Model, Sell_Ticets>) {
-            if ((key->modifiers() & Qt::ControlModifier) && key->key() >= Qt::Key_0 &&
-                key->key() <= Qt::Key_9) {
-                model_->Key_Ctrl_Digit(key->key() - Qt::Key_0);
-                return true;
-            }
-        }
+        if ((key->modifiers() & Qt::ControlModifier) && key->key() >= Qt::Key_0 &&
+            key->key() <= Qt::Key_9 && model_->Ctrl_Digit(key->key() - Qt::Key_0))
+            return true;
     }
     return QWidget::eventFilter(watched, event);
 }
 
-template <typename Model>
-void Browser_Window<Model>::Grid_Released(Qt::MouseButton button, QPoint global) {
+void Browser_Window::Grid_Released(Qt::MouseButton button, QPoint global) {
     // The click goes to the model either way; the popup comes with the right button.
     Qt_MDI_Form& window = controller_.Window();
     const MDI_Form& form = window.Model();
-    auto enable = [&](const char* name, bool allowed) {
-        const Menu_Item* item = form.Find_Item(name);
-        if (QAction* action = window.Menu_Action(name))
-            action->setEnabled(item != nullptr && item->enabled && allowed);
-    };
-    QMenu* menu = nullptr;
-    bool show = false;
-    if constexpr (std::is_same_v<Model, Sell_Ticets>) {
-        Buyer_Popup popup = model_->MSFlexGrid1_Click();
-        show = popup.show;
-        menu = window.Context_Menu("mnu_popup");
-        enable("mnu_popup_sell", true);
-        enable("mnu_popup_release_sell", true);
-        enable("mnu_set_curr_date_sell", true);
-        enable("mnu_popup_user_stat", popup.enable_statistics);
-        enable("mnu_popup_user_stat_range", popup.enable_statistics);
-    } else {
-        Station_Popup popup = model_->MSFlexGrid1_Click();
-        show = popup.show;
-        menu = window.Context_Menu("mnu_popup_resolve");
-        enable("mnu_popup_release", true);
-        enable("mnu_set_curr_date_shop", true);
-        enable("mnu_popup_Res_stat", popup.mnu_popup_Res_stat);
-        enable("mnu_popup_Res_stat_range", popup.mnu_popup_Res_stat_range);
+    const Browser_Popup popup = model_->Popup_For_Click();
+    for (const Popup_Entry& entry : popup.entries) {
+        const Menu_Item* item = form.Find_Item(entry.name);
+        if (QAction* action = window.Menu_Action(entry.name))
+            action->setEnabled(item != nullptr && item->enabled && entry.allowed);
     }
-    if (show && button == Qt::RightButton && menu != nullptr)
+    QMenu* menu = window.Context_Menu(popup.menu);
+    if (popup.show && button == Qt::RightButton && menu != nullptr)
         menu->popup(global);
 }
 
-QMdiSubWindow* Browser_Controller::Add_Window(QWidget* content, const char* caption) {
+Browser_Frame* Browser_Controller::Model_Of(QMdiSubWindow* sub) {
+    if (sub == nullptr)
+        return nullptr;
+    for (Open_Window* open : {&buyer_, &station_})
+        if (sub == open->sub && open->content != nullptr)
+            return &open->content->model();
+    return nullptr;
+}
+
+std::function<void()> Browser_Controller::Bring_Forward(Open_Window& open) {
+    QPointer<QMdiSubWindow> sub = open.sub;
+    return [this, &open, sub] {
+        if (sub != nullptr && open.content != nullptr) {
+            // The picker writes the label after bringing the window forward: shown once it's done.
+            auto* content = open.content;
+            QTimer::singleShot(0, content, [content] { content->Update_Label(); });
+            window_.Mdi_Area()->setActiveSubWindow(sub);
+        }
+    };
+}
+
+void Browser_Controller::Add_Window(Open_Window& open, Browser_Window* content,
+                                    const char* caption) {
+    open.content = content;
     QMdiSubWindow* sub = window_.Mdi_Area()->addSubWindow(content);
     sub->setAttribute(Qt::WA_DeleteOnClose);
     sub->setWindowTitle(QString::fromUtf8(caption));
@@ -303,98 +314,64 @@ QMdiSubWindow* Browser_Controller::Add_Window(QWidget* content, const char* capt
         if (active_ == nullptr || active_ == sub)
             active_ = nullptr;
     });
-    return sub;
+    open.sub = sub;
+    open.enlist(true, Bring_Forward(open));
+    Show(open);
+    content->View()->setFocus();
+    content->First_Widths();
+}
+
+void Browser_Controller::Show(Open_Window& open) {
+    if (open.sub == nullptr)
+        return;
+    open.sub->showMaximized();
+    window_.Mdi_Area()->setActiveSubWindow(open.sub);
 }
 
 void Browser_Controller::Open_Buyer() {
-    if (buyer_sub_ != nullptr) {
-        buyer_sub_->showMaximized();
-        window_.Mdi_Area()->setActiveSubWindow(buyer_sub_);
+    if (buyer_.content != nullptr) {
+        Show(buyer_);
         return;
     }
     auto model = std::make_unique<Sell_Ticets>(state_, ui_, clock_, settings_, this);
-    auto* content = new Browser_Window<Sell_Ticets>(*this, std::move(model));
-    Sell_Ticets& buyer = content->model();
+    Sell_Ticets& buyer = *model;
+    auto* content = new Browser_Window(*this, std::move(model));
     if (!buyer.Form_Load()) {
         delete content;
         return;
     }
     content->Update_Label();
-    buyer_ = content;
-    buyer_sub_ = Add_Window(content, Sell_Ticets::Caption);
-    QPointer<QMdiSubWindow> sub = buyer_sub_;
-    browsers_.Set_Buyer(&buyer, [this, sub] {
-        if (sub != nullptr && buyer_ != nullptr) {
-            // The picker writes the label after bringing the window forward: shown once it's done.
-            auto* content = buyer_;
-            QTimer::singleShot(0, content, [content] { content->Update_Label(); });
-            window_.Mdi_Area()->setActiveSubWindow(sub);
-        }
-    });
-    buyer_sub_->showMaximized();
-    window_.Mdi_Area()->setActiveSubWindow(buyer_sub_);
-    content->View()->setFocus();
-    content->First_Widths(settings_);
+    buyer_model_ = &buyer;
+    Add_Window(buyer_, content, Sell_Ticets::Caption);
 }
 
 void Browser_Controller::Open_Station(bool for_current_date) {
-    Sell_Ticets* buyer = buyer_ != nullptr ? &buyer_->model() : nullptr;
-    if (station_sub_ != nullptr) {
-        if (for_current_date) {
-            Rebuild_Station_Totals(state_, ui_, clock_, state_.Current_Date, state_.Current_Date,
-                                   Progress_Target::Form);
-            ui_.Main_Window_Enabled(true);
-            station_->model().Refresh_Data(state_.Current_Date);
-            station_->Update_Label();
-        }
-        station_sub_->showMaximized();
-        window_.Mdi_Area()->setActiveSubWindow(station_sub_);
+    // A window being closed counts as closed: its model is gone.
+    const bool opening = station_.content == nullptr;
+    Browser_Window* content = station_.content;
+    if (opening) {
+        auto model = std::make_unique<Resolve_Tickets>(state_, ui_, clock_, settings_, this);
+        station_model_ = model.get();
+        content = new Browser_Window(*this, std::move(model));
+    }
+    Resolve_Tickets& station = *station_model_;
+    if (for_current_date)
+        Open_Stations_For_Current_Date(state_, ui_, clock_, station, buyer_model_);
+    else if (opening)
+        station.Form_Load(buyer_model_);
+    if (buyer_.content != nullptr)
+        buyer_.content->Update_Label(); // the opening may bring the buyer's date along
+    content->Update_Label();
+    if (!opening) {
+        Show(station_);
         return;
     }
-    auto model = std::make_unique<Resolve_Tickets>(state_, ui_, clock_, settings_, this);
-    auto* content = new Browser_Window<Resolve_Tickets>(*this, std::move(model));
-    Resolve_Tickets& station = content->model();
-    if (for_current_date)
-        Open_Stations_For_Current_Date(state_, ui_, clock_, station, buyer);
-    else
-        station.Form_Load(buyer);
-    if (buyer_ != nullptr)
-        buyer_->Update_Label(); // the opening may bring the buyer's date along
-    content->Update_Label();
-    station_ = content;
-    station_sub_ = Add_Window(content, Resolve_Tickets::Caption);
-    QPointer<QMdiSubWindow> sub = station_sub_;
-    browsers_.Set_Station(&station, [this, sub] {
-        if (sub != nullptr && station_ != nullptr) {
-            // The picker writes the label after bringing the window forward: shown once it's done.
-            auto* content = station_;
-            QTimer::singleShot(0, content, [content] { content->Update_Label(); });
-            window_.Mdi_Area()->setActiveSubWindow(sub);
-        }
-    });
-    station_sub_->showMaximized();
-    window_.Mdi_Area()->setActiveSubWindow(station_sub_);
-    content->View()->setFocus();
-    content->First_Widths(settings_);
+    Add_Window(station_, content, Resolve_Tickets::Caption);
 }
 
 void Browser_Controller::Sort(bool ascending) {
-    QMdiSubWindow* sub = active_;
-    if (sub == nullptr)
-        return;
-    if (sub == buyer_sub_ && buyer_ != nullptr)
-        ascending ? buyer_->model().Sort_Asc() : buyer_->model().Sort_Des();
-    else if (sub == station_sub_ && station_ != nullptr)
-        ascending ? station_->model().Sort_Asc() : station_->model().Sort_Des();
-}
-
-void Browser_Controller::Deactivate(QMdiSubWindow* sub) {
-    if (sub == nullptr)
-        return;
-    if (sub == buyer_sub_ && buyer_ != nullptr)
-        buyer_->model().Form_Deactivate();
-    else if (sub == station_sub_ && station_ != nullptr)
-        station_->model().Form_Deactivate();
+    if (Browser_Frame* model = Model_Of(active_))
+        ascending ? model->Sort_Asc() : model->Sort_Des();
 }
 
 void Browser_Controller::Activated(QMdiSubWindow* sub) {
@@ -403,27 +380,22 @@ void Browser_Controller::Activated(QMdiSubWindow* sub) {
         return;
     if (sub == active_)
         return;
-    Deactivate(active_);
+    if (Browser_Frame* model = Model_Of(active_))
+        model->Form_Deactivate();
     active_ = sub;
-    if (sub == nullptr)
-        return;
-    if (sub == buyer_sub_ && buyer_ != nullptr)
-        buyer_->model().Form_Activate();
-    else if (sub == station_sub_ && station_ != nullptr)
-        station_->model().Form_Activate();
+    if (Browser_Frame* model = Model_Of(sub))
+        model->Form_Activate();
 }
 
 void Browser_Controller::Closing(QMdiSubWindow* sub) {
     if (sub == active_)
         active_ = nullptr; // Form_Unload takes the sort menu and buttons away
-    if (sub == buyer_sub_ && buyer_ != nullptr) {
-        buyer_->model().Form_Unload();
-        browsers_.Set_Buyer(nullptr);
-        buyer_ = nullptr;
-    } else if (sub == station_sub_ && station_ != nullptr) {
-        station_->model().Form_Unload();
-        browsers_.Set_Station(nullptr);
-        station_ = nullptr;
+    for (Open_Window* open : {&buyer_, &station_}) {
+        if (sub != open->sub || open->content == nullptr)
+            continue;
+        open->content->model().Form_Unload();
+        open->enlist(false, {});
+        open->content = nullptr;
     }
 }
 

@@ -169,6 +169,26 @@ Company_Record Decode_Company(const std::uint8_t* in) {
     return r;
 }
 
+bool Company_View::Exists() const {
+    return Get_U8(raw_ + 0) == 1;
+}
+
+std::string Company_View::Code() const {
+    return Get_Text(raw_ + 1, 5);
+}
+
+std::string Company_View::Group_Code() const {
+    return Get_Text(raw_ + 11, 5);
+}
+
+std::string Company_View::Subgroup_Code() const {
+    return Get_Text(raw_ + 16, 5);
+}
+
+std::string Company_View::Name() const {
+    return Get_Text(raw_ + Company_Name_Offset, 255);
+}
+
 // ---- Name_Record -----------------------------------------------------------------------------
 
 void Encode(const Name_Record& r, std::uint8_t* out) {

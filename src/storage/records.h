@@ -80,6 +80,21 @@ void Encode(const Company_Record& record, std::uint8_t* out);
 Company_Record Decode_Company(const std::uint8_t* in);
 // Where the name starts in a raw company record (code page 1251, blank-padded).
 inline constexpr std::size_t Company_Name_Offset = 21;
+// A raw company record read one field at a time, for a scan that looks at the codes of every
+// record of the file and lists only a few: it converts no more than it shows. Each field reads as
+// Decode_Company gives it (blanks kept, zero bytes as blanks). The bytes must outlive the view.
+class Company_View {
+public:
+    explicit Company_View(const std::uint8_t* raw) : raw_(raw) {}
+    bool Exists() const; // the Exists byte is 1
+    std::string Code() const;
+    std::string Group_Code() const;
+    std::string Subgroup_Code() const;
+    std::string Name() const;
+
+private:
+    const std::uint8_t* raw_;
+};
 
 // ---- Name_Record (towns, stations): 256 bytes -----------------------------------------------
 struct Name_Record {

@@ -1,5 +1,6 @@
 // The two browsers driven headless on a temporary installation.
 #include "base/dates.h"
+#include "base/ports.h"
 #include "browsers/browser_refresh.h"
 #include "browsers/resolve_tickets.h"
 #include "browsers/sell_ticets.h"
@@ -50,6 +51,15 @@ protected:
     }
 
     std::string Path(const std::string& name) const { return folder.File(name); }
+
+    // A browser's column width in the per-user store, as the browser keeps it.
+    void Keep_Width(const char* prefix, int col, const std::string& twips) {
+        settings.Save(Settings_Application, Windows_Section, prefix + std::to_string(col), twips);
+    }
+    std::string Width_Kept(const char* prefix, int col) {
+        return settings.Get(Settings_Application, Windows_Section, prefix + std::to_string(col),
+                            "");
+    }
 
     void Fuels(const std::vector<std::string>& names) {
         Record_File file(Path(state.settings.Fuel_File), Fuel_Record_Size);
@@ -300,9 +310,17 @@ TEST_F(Browsers_Test, TwoCompaniesOfOneNameLeadToTheFirstNode) {
 }
 
 TEST_F(Browsers_Test, WidthsPopupAndEvenedColumns) {
-    settings.Save("Tally Depot", "Windows", "SlTsC3", "1500");
-    settings.Save("Tally Depot", "Windows", "SlTsC4", "2000"); // slot 2 has no name
-    settings.Save("Tally Depot", "Windows", "SlTsC11", "700");
+    // The spellings the per-user store has always held.
+    EXPECT_STREQ(Settings_Application, "Tally Depot");
+    EXPECT_STREQ(Windows_Section, "Windows");
+    EXPECT_STREQ(Sell_Ticets::Settings_Prefix, "SlTsC");
+    EXPECT_STREQ(Resolve_Tickets::Settings_Prefix, "RsTsC");
+    EXPECT_STREQ(Resolve_Tickets::Date_Section, "Kernel");
+    EXPECT_STREQ(Resolve_Tickets::Date_Key, "Date");
+
+    Keep_Width(Sell_Ticets::Settings_Prefix, 3, "1500");
+    Keep_Width(Sell_Ticets::Settings_Prefix, 4, "2000"); // slot 2 has no name
+    Keep_Width(Sell_Ticets::Settings_Prefix, 11, "700");
     Companies({{"1", "", "", "Группа", {}}, {"2", "1", "", "Дочка", {1, 2, 3}}});
     Sell_Ticets browser(state, ui, clock, settings, &shell);
     ASSERT_TRUE(browser.Form_Load());
@@ -337,8 +355,86 @@ TEST_F(Browsers_Test, WidthsPopupAndEvenedColumns) {
     EXPECT_EQ(grid.Column_Width(3), 3360);
     EXPECT_EQ(grid.Column_Width(5), 3360);
     EXPECT_EQ(grid.Column_Width(4), 0);
-    EXPECT_EQ(settings.Get("Tally Depot", "Windows", "SlTsC5", ""), "3360");
-    EXPECT_EQ(settings.Get("Tally Depot", "Windows", "SlTsC11", ""), "0");
+    EXPECT_EQ(Width_Kept(Sell_Ticets::Settings_Prefix, 5), "3360");
+    EXPECT_EQ(Width_Kept(Sell_Ticets::Settings_Prefix, 11), "0");
+}
+
+TEST_F(Browsers_Test, BothBrowsersThroughTheirFrame) {
+    settings.Save(Settings_Application, Resolve_Tickets::Date_Section, Resolve_Tickets::Date_Key,
+                  "23.11.2026");
+    Companies({{"1", "", "", "Группа", {}}, {"2", "1", "", "Дочка", {1, 2, 3}}});
+    Stations({"Первая"}, {{0, 12}});
+    Sell_Ticets buyer(state, ui, clock, settings, &shell);
+    ASSERT_TRUE(buyer.Form_Load());
+    Resolve_Tickets station(state, ui, clock, settings, &shell);
+    ASSERT_TRUE(station.Form_Load(&buyer));
+    Browser_Frame& buyer_frame = buyer;
+    Browser_Frame& station_frame = station;
+
+    // A desk with no widths kept: the names get what they ask, up to two fifths of the grid,
+    // and the two named fuels share the rest less 400.
+    EXPECT_FALSE(station_frame.Widths_Kept());
+    station_frame.First_Widths(5000, 12000);
+    EXPECT_EQ(station.MSFlexGrid1.Column_Width(0), 4800);
+    EXPECT_EQ(station.MSFlexGrid1.Column_Width(1), 3400); // (12000 - 4800 - 400) / 2
+    EXPECT_EQ(station.MSFlexGrid1.Column_Width(2), 0);
+    EXPECT_EQ(station.MSFlexGrid1.Column_Width(3), 3400);
+    EXPECT_EQ(Width_Kept(Resolve_Tickets::Settings_Prefix, 0), "4800");
+    EXPECT_TRUE(station_frame.Widths_Kept());
+    // Code and name columns of the buyer stand before its fuel columns.
+    EXPECT_FALSE(buyer_frame.Widths_Kept());
+    buyer_frame.First_Widths(1500, 12000);
+    EXPECT_EQ(buyer.MSFlexGrid1.Column_Width(2), 1500);
+    EXPECT_EQ(buyer.MSFlexGrid1.Column_Width(3), 4090); // (12000 - 960 - 960 - 1500 - 400) / 2
+    EXPECT_EQ(buyer.MSFlexGrid1.Column_Width(5), 4090);
+    EXPECT_EQ(Width_Kept(Sell_Ticets::Settings_Prefix, 2), "1500");
+
+    // The popups of the main window, by name, with what each click allows.
+    station.MSFlexGrid1.Set_Row(1);
+    station.MSFlexGrid1.Set_Col(1);
+    Browser_Popup popup = station_frame.Popup_For_Click();
+    EXPECT_STREQ(popup.menu, "mnu_popup_resolve");
+    EXPECT_TRUE(popup.show);
+    auto allowed = [](const Browser_Popup& p, const std::string& name) {
+        for (const Popup_Entry& entry : p.entries)
+            if (entry.name == name)
+                return entry.allowed ? 1 : 0;
+        return -1;
+    };
+    EXPECT_EQ(allowed(popup, "mnu_popup_release"), 1);
+    EXPECT_EQ(allowed(popup, "mnu_popup_Res_stat"), 0); // the amount is 0
+    EXPECT_EQ(allowed(popup, "mnu_popup_Res_stat_range"), 1);
+    station.MSFlexGrid1.Set_Col(2);
+    EXPECT_EQ(allowed(station_frame.Popup_For_Click(), "mnu_popup_Res_stat"), 1);
+    buyer.MSFlexGrid1.Set_Row(2);
+    buyer.MSFlexGrid1.Set_Col(3);
+    popup = buyer_frame.Popup_For_Click();
+    EXPECT_STREQ(popup.menu, "mnu_popup");
+    EXPECT_FALSE(popup.show); // a level 1 row
+    EXPECT_EQ(allowed(popup, "mnu_popup_user_stat"), 0);
+    EXPECT_EQ(allowed(popup, "mnu_set_curr_date_sell"), 1);
+
+    // Double clicks and Ctrl with a digit are the buyer's alone.
+    station.MSFlexGrid1.Set_Col(0);
+    EXPECT_FALSE(station_frame.Double_Click());
+    EXPECT_FALSE(station_frame.Ctrl_Digit(1));
+    EXPECT_TRUE(buyer_frame.Ctrl_Digit(7));
+    buyer.MSFlexGrid1.Set_Col(0);
+    EXPECT_TRUE(buyer_frame.Double_Click());
+    EXPECT_EQ(state.Current_Node_Key, "root\\1\\");
+
+    // Unloading: each its own flag, the station its date, both their widths.
+    settings.Save(Settings_Application, Resolve_Tickets::Date_Section, Resolve_Tickets::Date_Key,
+                  "01.01.2026");
+    station_frame.Form_Unload();
+    EXPECT_FALSE(state.Station_Browser_Open);
+    EXPECT_TRUE(state.Buyer_Browser_Open);
+    EXPECT_EQ(settings.Get(Settings_Application, Resolve_Tickets::Date_Section,
+                           Resolve_Tickets::Date_Key, ""),
+              "23.11.2026");
+    buyer_frame.Form_Unload();
+    EXPECT_FALSE(state.Buyer_Browser_Open);
+    EXPECT_EQ(Width_Kept(Sell_Ticets::Settings_Prefix, 11), "0");
 }
 
 TEST_F(Browsers_Test, StaleCachesAreRebuiltOnceAtActivation) {
@@ -373,7 +469,7 @@ TEST_F(Browsers_Test, StaleCachesAreRebuiltOnceAtActivation) {
     buyer.Form_Unload();
     EXPECT_FALSE(state.Buyer_Browser_Open);
     EXPECT_FALSE(shell.menu);
-    EXPECT_EQ(settings.Get("Tally Depot", "Windows", "SlTsC1", ""), "960");
+    EXPECT_EQ(Width_Kept(Sell_Ticets::Settings_Prefix, 1), "960");
 }
 
 TEST_F(Browsers_Test, StationGridHidesAmountsByTheirText) {
@@ -386,7 +482,8 @@ TEST_F(Browsers_Test, StationGridHidesAmountsByTheirText) {
     EXPECT_EQ(Station_Amount_Text(100), "100");
     EXPECT_EQ(Station_Amount_Text(1e20), "0");
 
-    settings.Save("Tally Depot", "Kernel", "Date", "23.11.2026");
+    settings.Save(Settings_Application, Resolve_Tickets::Date_Section, Resolve_Tickets::Date_Key,
+                  "23.11.2026");
     Stations({"Первая", "  ", "Третья"}, {{0, 12, -3, 10.5}, {7}, {5, 1, 30}});
     Resolve_Tickets station(state, ui, clock, settings, &shell);
     ASSERT_TRUE(station.Form_Load(nullptr));
@@ -452,7 +549,8 @@ TEST_F(Browsers_Test, MovedWorkingDateRunsBothDatedCachesAtOpening) {
     ASSERT_EQ(buyer.MSFlexGrid1.Text(2, 3), "4");
 
     // Unchanged date: neither cache runs, the old totals stay.
-    settings.Save("Tally Depot", "Kernel", "Date", "23.11.2026");
+    settings.Save(Settings_Application, Resolve_Tickets::Date_Section, Resolve_Tickets::Date_Key,
+                  "23.11.2026");
     {
         Resolve_Tickets station(state, ui, clock, settings, &shell);
         ASSERT_TRUE(station.Form_Load(&buyer));
@@ -460,7 +558,9 @@ TEST_F(Browsers_Test, MovedWorkingDateRunsBothDatedCachesAtOpening) {
         EXPECT_EQ(buyer.MSFlexGrid1.Text(2, 3), "4");
         EXPECT_EQ(buyer.Label1, "Текущая дата: 23.11.2026");
         station.Form_Unload();
-        EXPECT_EQ(settings.Get("Tally Depot", "Kernel", "Date", ""), "23.11.2026");
+        EXPECT_EQ(settings.Get(Settings_Application, Resolve_Tickets::Date_Section,
+                               Resolve_Tickets::Date_Key, ""),
+                  "23.11.2026");
     }
 
     // The date moved on: both totals are rebuilt from the (empty) database, the buyer browser
@@ -482,7 +582,8 @@ TEST_F(Browsers_Test, MovedWorkingDateRunsBothDatedCachesAtOpening) {
 
 TEST_F(Browsers_Test, CurrentDateCommandRebuildsTheStationTotalsFirst) {
     ASSERT_TRUE(Create_Header(Path(state.settings.Database_File), 0));
-    settings.Save("Tally Depot", "Kernel", "Date", "23.11.2026");
+    settings.Save(Settings_Application, Resolve_Tickets::Date_Section, Resolve_Tickets::Date_Key,
+                  "23.11.2026");
     Stations({"Первая", "Вторая"}, {{8}, {3}});
     Resolve_Tickets station(state, ui, clock, settings, &shell);
     ui.main_window_enabled = false;
@@ -502,7 +603,8 @@ TEST_F(Browsers_Test, DatePickerReachesTheOpenBrowsersThroughTheRegistry) {
     Stations({"Первая"}, {{8}});
     Sell_Ticets buyer(state, ui, clock, settings, &shell);
     ASSERT_TRUE(buyer.Form_Load());
-    settings.Save("Tally Depot", "Kernel", "Date", "23.11.2026");
+    settings.Save(Settings_Application, Resolve_Tickets::Date_Section, Resolve_Tickets::Date_Key,
+                  "23.11.2026");
     Resolve_Tickets station(state, ui, clock, settings, &shell);
     ASSERT_TRUE(station.Form_Load(&buyer));
 

@@ -2,6 +2,7 @@
 // first rows, the sort menu and buttons while a browser is in front, one window of each at most,
 // and the registry the working date picker refreshes.
 #include "base/dates.h"
+#include "base/ports.h"
 #include "browsers/browser_refresh.h"
 #include "browsers/resolve_tickets.h"
 #include "browsers/sell_ticets.h"
@@ -214,8 +215,18 @@ private slots:
         QVERIFY(sub != nullptr);
         QVERIFY(browsers.Station() != nullptr);
         QVERIFY(Sort_Shown());
+        // A desk that never kept widths gets them fitted and kept at the first opening.
+        QVERIFY(!settings
+                     .Get(Settings_Application, Windows_Section,
+                          std::string(Resolve_Tickets::Settings_Prefix) + "1", "")
+                     .empty());
+        auto* label = sub->findChild<QLabel*>("Label1");
+        QVERIFY(label != nullptr);
+        browsers.Station()->Label1 = "";
         window->Model().Menu_Click("mnu_Shop_Cur_date");
         QCOMPARE(window->Mdi_Area()->subWindowList().size(), 1);
+        // The open window is refreshed for the working date, not opened again.
+        QCOMPARE(label->text(), QString("За текущую дату: 23.11.2026"));
     }
 };
 

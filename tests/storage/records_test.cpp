@@ -174,6 +174,50 @@ TEST(Records, CompanyRecordLayoutAndCyrillicName) {
     EXPECT_EQ(raw[6], '1');
 }
 
+TEST(Records, CompanyViewReadsEachFieldAtItsOffset) {
+    // Written by hand: Exists, Code "42", Kind_Code "K", Group_Code "7" padded with zero bytes,
+    // Subgroup_Code "000", Name "Рома" in code page 1251 followed by zero bytes.
+    Bytes raw(Company_Record_Size, 0);
+    raw[0] = 1;
+    raw[1] = '4';
+    raw[2] = '2';
+    raw[3] = raw[4] = raw[5] = ' ';
+    raw[6] = 'K';
+    raw[11] = '7';
+    raw[16] = raw[17] = raw[18] = '0';
+    raw[19] = raw[20] = ' ';
+    raw[21] = 0xD0;
+    raw[22] = 0xEE;
+    raw[23] = 0xEC;
+    raw[24] = 0xE0;
+    Company_View view(raw.data());
+    EXPECT_TRUE(view.Exists());
+    EXPECT_EQ(view.Code(), "42   ");
+    EXPECT_EQ(view.Group_Code(), "7    ");
+    EXPECT_EQ(view.Subgroup_Code(), "000  ");
+    EXPECT_EQ(view.Name(), "Рома" + std::string(251, ' '));
+
+    // The view reads what the full decoder reads, a letter of the code page in a code included.
+    raw[2] = 0xC1; // "Б"
+    raw[12] = 0xC1;
+    raw[20] = 0xC1;
+    view = Company_View(raw.data());
+    const Company_Record full = Decode_Company(raw.data());
+    EXPECT_EQ(view.Code(), "4Б   ");
+    EXPECT_EQ(view.Code(), full.Code);
+    EXPECT_EQ(view.Group_Code(), "7Б   ");
+    EXPECT_EQ(view.Group_Code(), full.Group_Code);
+    EXPECT_EQ(view.Subgroup_Code(), "000 Б");
+    EXPECT_EQ(view.Subgroup_Code(), full.Subgroup_Code);
+    EXPECT_EQ(view.Name(), full.Name);
+
+    // Exists means a first byte of exactly 1.
+    raw[0] = 0;
+    EXPECT_FALSE(Company_View(raw.data()).Exists());
+    raw[0] = 2;
+    EXPECT_FALSE(Company_View(raw.data()).Exists());
+}
+
 TEST(Records, NameRecordLayoutCutsAfterConversion) {
     ASSERT_EQ(Name_Record_Size, 256u);
     std::string long_name;
