@@ -15,11 +15,16 @@ constexpr double Defrag_Progress_Interval = 0.5;
 } // namespace
 
 std::string SE_Defragmentation(Program_State& state, Ui& ui, Clock& clock,
-                               const std::string& database_file) {
+                               const std::string& database_file, Defrag_Outcome* outcome) {
+    auto ended = [outcome](Defrag_Outcome how) {
+        if (outcome != nullptr)
+            *outcome = how;
+        return std::string("$ERROR$");
+    };
     const std::string work_path = state.Path_Of(Defrag_Work_File);
     if (Defrag_File_Busy(work_path)) {
         ui.Message_Box("Невозможно провести дефрагментацию!", box::Stop, "Ошибка!");
-        return "$ERROR$";
+        return ended(Defrag_Outcome::Refused);
     }
     Ui_Progress_Display display(ui, Progress_Target::Form, false);
     Pass_Progress progress(display, clock, Progress_Target::Form, Defrag_Progress_Interval);
@@ -28,8 +33,9 @@ std::string SE_Defragmentation(Program_State& state, Ui& ui, Clock& clock,
     if (!Compact_Database(state.Path_Of(database_file), work_path, progress, failure, kept)) {
         // The work file stays: the next attempt clears it.
         Fatal_Error(ui, std::string(fatal_site::Defrag_Module) + "\r\n" + failure.description,
-                    std::string(fatal_site::Defrag_Code) + Hex_Number(failure.number));
-        return "$ERROR$";
+                    std::string(fatal_site::Defrag_Code) + Hex_Number(failure.number),
+                    failure.path + ": " + failure.description);
+        return ended(Defrag_Outcome::Failed);
     }
     Remove_File(work_path);
     ui.Search_Progress_Set(0);
@@ -38,7 +44,7 @@ std::string SE_Defragmentation(Program_State& state, Ui& ui, Clock& clock,
                    "Дефрагментация");
     Rebuild_All(state, ui, clock, Progress_Target::Form);
     ui.Main_Window_Enabled(true);
-    return "$ERROR$";
+    return ended(Defrag_Outcome::Done);
 }
 
 void Reindex_Database(Program_State& state, Ui& ui, Clock& clock) {

@@ -1,6 +1,7 @@
 #include "storage/defragmentation.h"
 
 #include "storage/defrag_hook.h"
+#include "storage/file_failure.h"
 #include "storage/header.h"
 #include "storage/record_file.h"
 #include "storage/records.h"
@@ -23,10 +24,10 @@ std::size_t Block_Tickets = 65536;
 
 namespace {
 
-Defrag_Failure Failure_From_Errno(int error) {
+Defrag_Failure Failure_From_Errno(int error, const std::string& path) {
     if (error == 0)
         error = EIO;
-    return {std::strerror(error), error};
+    return {System_Reason(error), error, path};
 }
 
 void Step_Done() {
@@ -66,8 +67,10 @@ bool Compact_Database(const std::string& database_path, const std::string& work_
     const Database_Extent extent = Read_Database_Extent(database_path);
     if (!extent.ok || extent.count < 0 || extent.count > Max_Ticket_Count) {
         // Compacting a database whose header can't be read would throw its tickets away.
-        failure = File_Exists(database_path) ? Defrag_Failure{"Bad database header", EINVAL}
-                                             : Failure_From_Errno(ENOENT);
+        failure = extent.read_error != 0 ? Failure_From_Errno(extent.read_error, database_path)
+                  : File_Exists(database_path)
+                      ? Defrag_Failure{"Bad database header", EINVAL, database_path}
+                      : Failure_From_Errno(ENOENT, database_path);
         return false;
     }
     const long long n = extent.count;
@@ -76,13 +79,13 @@ bool Compact_Database(const std::string& database_path, const std::string& work_
     errno = 0;
     Record_File database(database_path, Ticket_Record_Size, Record_File::Mode::Read_Only);
     if (!database.Is_Open()) {
-        failure = Failure_From_Errno(errno);
+        failure = Failure_From_Errno(database.Error(), database_path);
         return false;
     }
     errno = 0;
     Record_File work(work_path, Ticket_Record_Size);
     if (!work.Is_Open()) {
-        failure = Failure_From_Errno(errno);
+        failure = Failure_From_Errno(work.Error(), work_path);
         return false;
     }
     progress.Open();
@@ -101,8 +104,9 @@ bool Compact_Database(const std::string& database_path, const std::string& work_
         if (first + offset < 1 ||
             !database.Read_Block(static_cast<std::uint64_t>(first + offset),
                                  static_cast<std::uint64_t>(count), in.data())) {
-            failure = first + offset < 1 ? Defrag_Failure{"Bad record number", EINVAL}
-                                         : Failure_From_Errno(errno);
+            failure = first + offset < 1
+                          ? Defrag_Failure{"Bad record number", EINVAL, database_path}
+                          : Failure_From_Errno(database.Error(), database_path);
             return false;
         }
         out.clear();
@@ -121,8 +125,9 @@ bool Compact_Database(const std::string& database_path, const std::string& work_
             if (first_kept + offset < 1 ||
                 !work.Write_Block(static_cast<std::uint64_t>(first_kept + offset),
                                   out.size() / Ticket_Record_Size, out.data())) {
-                failure = first_kept + offset < 1 ? Defrag_Failure{"Bad record number", EINVAL}
-                                                  : Failure_From_Errno(errno);
+                failure = first_kept + offset < 1
+                              ? Defrag_Failure{"Bad record number", EINVAL, work_path}
+                              : Failure_From_Errno(work.Error(), work_path);
                 return false;
             }
             Step_Done();
@@ -138,7 +143,7 @@ bool Compact_Database(const std::string& database_path, const std::string& work_
     const bool header_written = Create_Header(work_path, static_cast<long>(kept));
     const int header_error = errno;
     if (!header_written) {
-        failure = Failure_From_Errno(header_error);
+        failure = Failure_From_Errno(header_error, work_path);
         return false;
     }
     Step_Done();
@@ -149,12 +154,12 @@ bool Compact_Database(const std::string& database_path, const std::string& work_
         ::chmod(work_path.c_str(), old_stat.st_mode & 07777);
     int error = 0;
     if (!Sync_Path(work_path, O_RDONLY, error)) {
-        failure = Failure_From_Errno(error);
+        failure = Failure_From_Errno(error, work_path);
         return false;
     }
     Step_Done();
     if (::rename(work_path.c_str(), database_path.c_str()) != 0) {
-        failure = Failure_From_Errno(errno);
+        failure = Failure_From_Errno(errno, database_path);
         return false;
     }
     Step_Done();

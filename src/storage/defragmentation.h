@@ -16,6 +16,7 @@ bool Defrag_File_Busy(const std::string& work_path);
 struct Defrag_Failure {
     std::string description; // the system's words
     long number = 0;         // the system's error number
+    std::string path;        // the file it happened to
 };
 
 // Copies the live tickets into the work file, gives it its header and puts it in the database's

@@ -17,10 +17,16 @@ void File_Failure::Note(const File_Failure& other) {
         Note(false, other.path, other.error);
 }
 
+std::string System_Reason(int error) {
+    if (error == Not_A_Regular_File)
+        return "Not a regular file";
+    return std::strerror(error);
+}
+
 std::string File_Failure::Text() const {
     if (!Failed())
         return {};
-    return path + ": " + std::strerror(error);
+    return path + ": " + System_Reason(error);
 }
 
 } // namespace td

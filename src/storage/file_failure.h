@@ -6,6 +6,13 @@
 
 namespace td {
 
+// The error number of an open refused because the path names neither a regular file nor a folder
+// (a FIFO, a device, a socket): above every number the system itself uses.
+inline constexpr int Not_A_Regular_File = 4200;
+
+// The system's words for an error number, and ours for Not_A_Regular_File.
+std::string System_Reason(int error);
+
 struct File_Failure {
     std::string path; // empty while nothing failed
     int error = 0;    // the system's error number

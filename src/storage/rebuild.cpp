@@ -57,6 +57,8 @@ Rebuild_Result Rebuild_Derived_Data(const Pass_Files& files, Rebuild_Mode mode, 
         // Without a header there is nothing to index: the table keeps only its element 0.
         ticket_table.assign(1, Ticket_Record{});
         result.outcome = Rebuild_Result::Outcome::No_Header;
+        // A head that could not even be read leaves the derived data behind the database.
+        result.write_failure.Note(extent.read_error == 0, database_path, extent.read_error);
         return result;
     }
     const long long n = extent.count;
@@ -144,6 +146,8 @@ Rebuild_Result Rebuild_Derived_Data(const Pass_Files& files, Rebuild_Mode mode, 
     }
 
     File_Failure& failure = result.write_failure;
+    // Tickets that could not be read are missing from everything below.
+    failure.Note(reader.Read_Failure());
     index.Write(files.data_folder, counts, !full, failure);
     if (full) {
         if (!user_records.empty())

@@ -33,8 +33,8 @@ struct Rebuild_Result {
         Too_Large,    // the count can't be held: the fatal path
         Out_Of_Memory // the table can't be had: the fatal path
     } outcome = Outcome::Done;
-    long long tickets = 0; // the header's count, as read
-    File_Failure write_failure;
+    long long tickets = 0;      // the header's count, as read
+    File_Failure write_failure; // also a read of the database that failed
 };
 
 // Rebuilds `table` (element 0 unused) and adds to `counts` from the database. Every statement
