@@ -13,14 +13,19 @@
 #include "qt/qt_user_settings.h"
 #include "qt/system_clock.h"
 #include "shell/database_commands.h"
+#include "storage/defragmentation.h"
+#include "storage/file_failure.h"
 #include "storage/header.h"
 #include "storage/number_index.h"
 #include "storage/record_file.h"
 #include "storage/records.h"
 
+#include <cerrno>
 #include <cmath>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <optional>
@@ -57,9 +62,19 @@ bool Folder_Has_Files(const std::string& folder) {
     return fs::is_directory(folder, ec) && !fs::is_empty(folder, ec);
 }
 
+// Whether `path` names anything; a path that can't even be looked at ends the verb with the
+// reason (a name too long, a link to itself, a folder without search permission).
+bool Exists_Or_Fail(const std::string& verb, const std::string& path) {
+    std::error_code ec;
+    const fs::file_status status = fs::symlink_status(path, ec);
+    if (ec && ec != std::errc::no_such_file_or_directory)
+        Fail(verb, "cannot look at " + path + ": " + ec.message());
+    return fs::exists(status);
+}
+
 int Init(const Arguments& args) {
     std::string ini = args.home + "/" + td::Settings_File_Name;
-    if (fs::exists(ini))
+    if (Exists_Or_Fail("init", ini))
         Fail("init", "td.ini already exists in " + args.home + "; nothing was changed");
     std::error_code ec;
     fs::create_directories(args.home, ec);
@@ -72,11 +87,12 @@ int Init(const Arguments& args) {
              "the data folder " + data_folder + " already holds files; nothing was changed");
 
     {
+        errno = 0;
         std::ofstream out(ini, std::ios::binary);
         out << td::Default_Settings_Text();
         out.flush();
         if (!out)
-            Fail("init", "cannot write " + ini);
+            Fail("init", "cannot write " + ini + ": " + std::strerror(errno != 0 ? errno : EIO));
     }
     std::printf("wrote %s\n", ini.c_str());
     if (!args.demo)
@@ -103,6 +119,9 @@ int Init(const Arguments& args) {
         td::Cli_Ui ui;
         td::Rebuild_All(state, ui, clock, td::Progress_Target::Form);
         td::Remove_Number_Index_Files(data_folder);
+        if (state.Derived_Failure.Failed())
+            Fail("init", "the totals of the demo installation were not written whole: " +
+                             state.Derived_Failure.Text());
     }
     std::printf("wrote the demo installation in %s: %zu companies, 8 stations, 4 fuel grades, "
                 "%ld tickets\n",
@@ -123,15 +142,21 @@ int Verify(const Arguments& args) {
         td::Read_Settings(args.home + "/" + td::Settings_File_Name, args.home, ui);
     std::string database =
         td::Data_File_Path(Data_Folder_Of(args.home, settings), settings.Database_File);
-    if (!fs::exists(database))
+    if (!Exists_Or_Fail("verify", database))
         Fail("verify", "no database file at " + database);
 
     td::Header_Info header;
-    if (td::Read_Header(database, header) != "Ok")
-        Fail("verify", "the header of " + database + " cannot be parsed");
+    int read_error = 0;
+    if (td::Read_Header(database, header, &read_error) != "Ok")
+        Fail("verify", read_error != 0
+                           ? "cannot read " + database + ": " + td::System_Reason(read_error)
+                           : "the header of " + database + " cannot be parsed");
     td::Header_Verification check = td::Verify_Header_Checksum(database);
 
-    std::uint64_t size = fs::file_size(database);
+    std::error_code ec;
+    const std::uint64_t size = fs::file_size(database, ec);
+    if (ec)
+        Fail("verify", "cannot read " + database + ": " + ec.message());
     long count = static_cast<long>(header.count);
     long offset = static_cast<long>(header.records_offset);
     std::uint64_t needed =
@@ -167,7 +192,9 @@ int Verify(const Arguments& args) {
 int Rebuild(const Arguments& args) {
     Session session(args.home);
     td::Reindex_Database(session.State(), session.Ui(), session.Clock());
-    std::printf("rebuilt: %ld tickets\n", session.State().Ticket_Count);
+    // Only a rebuild that wrote everything says so; the session tells what failed.
+    if (!session.State().Derived_Failure.Failed())
+        std::printf("rebuilt: %ld tickets\n", session.State().Ticket_Count);
     session.Shutdown();
 }
 
@@ -175,8 +202,15 @@ int Defrag(const Arguments& args) {
     Session session(args.home);
     td::Program_State& state = session.State();
     long before = state.Ticket_Count;
-    td::SE_Defragmentation(state, session.Ui(), session.Clock(), state.settings.Database_File);
+    td::Defrag_Outcome outcome = td::Defrag_Outcome::Failed;
+    td::SE_Defragmentation(state, session.Ui(), session.Clock(), state.settings.Database_File,
+                           &outcome);
     session.Ui().Search_Progress_Hide();
+    if (outcome == td::Defrag_Outcome::Refused)
+        session.Shutdown("refused: the work file " + state.Path_Of(td::Defrag_Work_File) +
+                         " of an earlier attempt cannot be removed; the database is unchanged");
+    if (outcome == td::Defrag_Outcome::Failed)
+        session.Shutdown("failed; the database is unchanged");
     td::Header_Info header;
     td::Read_Header(state.Path_Of(state.settings.Database_File), header);
     std::printf("defragmented: %ld tickets before, %s after\n", before,
@@ -201,6 +235,11 @@ int Date(const Arguments& args) {
         td::Rebuild_Station_Totals(state, session.Ui(), session.Clock(), state.Current_Date,
                                    state.Current_Date, td::Progress_Target::Form);
         session.Ui().Search_Progress_Hide();
+        // The date is shown as set only once the store holds it.
+        session.User_Settings().Save(td::Settings_Application, "Kernel", "Date",
+                                     td::Format_Date(state.Current_Date));
+        if (!session.User_Settings().Save_Failure().empty())
+            session.Shutdown();
     }
     std::printf("%s\n", td::Format_Date(state.Current_Date).c_str());
     session.Shutdown();
@@ -234,10 +273,7 @@ int Totals(const Arguments& args) {
     session.Shutdown();
 }
 
-} // namespace
-
-int main(int argc, char** argv) {
-    Arguments args = Parse_Arguments(argc, argv);
+int Run_Verb(const Arguments& args) {
     if (args.verb == "init")
         return Init(args);
     if (args.verb == "verify")
@@ -255,4 +291,21 @@ int main(int argc, char** argv) {
     std::fputs(Usage, stderr);
     return args.verb.empty() ? 2
                              : (std::fprintf(stderr, "unknown verb: %s\n", args.verb.c_str()), 2);
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    // A file size limit makes a write fail (EFBIG), which is reported like any other failed
+    // write, instead of ending the process in the middle of it.
+    std::signal(SIGXFSZ, SIG_IGN);
+    Arguments args;
+    try {
+        args = Parse_Arguments(argc, argv);
+        return Run_Verb(args);
+    } catch (const std::exception& failure) {
+        // The last net: every failure is reported, none ends in an abort. The work marker stays,
+        // as after any run that did not pass through shutdown.
+        Fail(args.verb, std::string("unexpected failure: ") + failure.what());
+    }
 }
