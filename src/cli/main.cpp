@@ -228,6 +228,12 @@ int Date(const Arguments& args) {
     Session session(args.home);
     td::Program_State& state = session.State();
     if (wanted) {
+        // The store first: a date it does not hold would leave totals of one day beside a working
+        // date of another at the next start.
+        session.User_Settings().Save(td::Settings_Application, "Kernel", "Date",
+                                     td::Format_Date(std::floor(*wanted)));
+        if (!session.User_Settings().Save_Failure().empty())
+            session.Shutdown("the working date stays " + td::Format_Date(state.Current_Date));
         // As the date picker does: both dated totals follow the new working date.
         state.Current_Date = std::floor(*wanted);
         td::Rebuild_Company_Totals(state, session.Ui(), session.Clock(), state.Current_Date,
@@ -235,11 +241,6 @@ int Date(const Arguments& args) {
         td::Rebuild_Station_Totals(state, session.Ui(), session.Clock(), state.Current_Date,
                                    state.Current_Date, td::Progress_Target::Form);
         session.Ui().Search_Progress_Hide();
-        // The date is shown as set only once the store holds it.
-        session.User_Settings().Save(td::Settings_Application, "Kernel", "Date",
-                                     td::Format_Date(state.Current_Date));
-        if (!session.User_Settings().Save_Failure().empty())
-            session.Shutdown();
     }
     std::printf("%s\n", td::Format_Date(state.Current_Date).c_str());
     session.Shutdown();

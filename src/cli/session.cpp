@@ -74,7 +74,7 @@ void Session::Shutdown(const std::string& failure) {
     if (!failure.empty())
         failures.push_back(failure);
     if (state_.Derived_Failure.Failed())
-        failures.push_back("totals or index not written whole (" + state_.Derived_Failure.Text() +
+        failures.push_back("totals or index not built whole (" + state_.Derived_Failure.Text() +
                            "); the work marker stays and the next start rebuilds them");
     if (!user_settings_.Save_Failure().empty())
         failures.push_back("the working date was not saved: " + user_settings_.Save_Failure());

@@ -1,5 +1,7 @@
 #include "storage/file_failure.h"
 
+#include "storage/record_file.h"
+
 #include <cerrno>
 #include <cstring>
 
@@ -10,6 +12,11 @@ void File_Failure::Note(bool ok, const std::string& failed_path, int failed_erro
         return;
     path = failed_path.empty() ? std::string("?") : failed_path;
     error = failed_error != 0 ? failed_error : EIO;
+}
+
+void File_Failure::Note(bool ok, const Record_File& file) {
+    if (!ok)
+        Note(false, file.Path(), file.Error());
 }
 
 void File_Failure::Note(const File_Failure& other) {

@@ -153,7 +153,7 @@ Rebuild_Result Rebuild_Derived_Data(const Pass_Files& files, Rebuild_Mode mode, 
         if (!user_records.empty())
             failure.Note(user_cache.Write_Block(1, user_records.size() / Cache_User_Record_Size,
                                                 user_records.data()),
-                         user_cache.Path(), user_cache.Error());
+                         user_cache);
         failure.Note(company_totals.Write(diff_path));
         failure.Note(station_totals.Write(used_path));
     }

@@ -70,15 +70,9 @@ std::uint64_t Budgeted(std::uint64_t length) {
     return length;
 }
 
-// Writing past the end lets the system fill the gap with zeros, which is the format's rule.
-bool Write_At(int fd, std::uint64_t offset, std::uint64_t length, const std::uint8_t* data) {
-    const std::uint64_t allowed = Budgeted(length);
-    if (allowed < length) {
-        if (allowed > 0 && !Write_At(fd, offset, allowed, data))
-            return false;
-        errno = ENOSPC;
-        return false;
-    }
+// Writes all of `length` bytes at `offset`. Writing past the end lets the system fill the gap with
+// zeros, which is the format's rule.
+bool Write_All(int fd, std::uint64_t offset, std::uint64_t length, const std::uint8_t* data) {
     std::uint64_t done = 0;
     while (done < length) {
         ssize_t n = ::pwrite(fd, data + done, length - done, static_cast<off_t>(offset + done));
@@ -94,6 +88,18 @@ bool Write_At(int fd, std::uint64_t offset, std::uint64_t length, const std::uin
         done += static_cast<std::uint64_t>(n);
     }
     return true;
+}
+
+// A write within the test budget: what the budget lets through goes to disk, then ENOSPC.
+bool Write_At(int fd, std::uint64_t offset, std::uint64_t length, const std::uint8_t* data) {
+    const std::uint64_t allowed = Budgeted(length);
+    if (allowed < length) {
+        if (allowed > 0 && !Write_All(fd, offset, allowed, data))
+            return false;
+        errno = ENOSPC;
+        return false;
+    }
+    return Write_All(fd, offset, length, data);
 }
 
 } // namespace

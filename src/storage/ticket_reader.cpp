@@ -81,8 +81,7 @@ Ticket_Record* Ticket_Reader::Destination(long long block) {
 void Ticket_Reader::Read(long long block) {
     Ticket_Record* out = Destination(block);
     const long long count = Count_Of(block);
-    read_failure_.Note(Read_Tickets(file_, offset_, First_Of(block), count, out, previous_),
-                       file_.Path(), file_.Error());
+    read_failure_.Note(Read_Tickets(file_, offset_, First_Of(block), count, out, previous_), file_);
     previous_ = out[count - 1];
 }
 
