@@ -72,7 +72,7 @@ TEST_F(Tdctl_Failures, AReadErrorAtStartLeavesTheDatabaseAlone) {
     EXPECT_EQ(run.exit_code, 1) << run.err;
     EXPECT_TRUE(Has(run.err, "Cannot read " + Data("TD.cdb") + ": Input/output error")) << run.err;
     EXPECT_EQ(run.out, "");
-    EXPECT_EQ(home.Read("data/TD.cdb"), database);
+    EXPECT_TRUE(home.Read("data/TD.cdb") == database) << "the database changed";
     EXPECT_EQ(Verb("verify").out, counted);
 }
 
@@ -119,7 +119,7 @@ TEST_F(Tdctl_Failures, RefusedDefragmentationAndFailedSavesExitWithOne) {
     EXPECT_FALSE(Has(defrag.out, "defragmented")) << defrag.out;
     EXPECT_TRUE(Has(defrag.err, "Невозможно провести дефрагментацию!")) << defrag.err;
     EXPECT_TRUE(Has(defrag.err, Data("$Defrag$.bin"))) << defrag.err;
-    EXPECT_EQ(home.Read("data/TD.cdb"), database);
+    EXPECT_TRUE(home.Read("data/TD.cdb") == database) << "the database changed";
     fs::remove_all(Data("$Defrag$.bin"));
 
     fs::remove(Data("Establishments.dat"));
