@@ -8,6 +8,7 @@ packages=(
     qt6-base-dev libshp-dev
     clang libclang-rt-14-dev
     fonts-dejavu-core xvfb xauth
+    strace
 )
 
 missing=()

@@ -2,6 +2,7 @@
 
 #include <charconv>
 #include <cmath>
+#include <limits>
 #include <system_error>
 
 namespace td {
@@ -20,6 +21,29 @@ std::optional<double> Convert(const std::string& text) {
 
 bool Is_Digit(char c) {
     return c >= '0' && c <= '9';
+}
+
+// A number text that a double can't hold as it stands. The largest double written with fifteen
+// digits reads a little above it ("1,79769313486232E+308"): that is still the largest double, so
+// that every text the number format writes converts back. A number too small for a double is 0.
+// Anything larger stays a conversion failure.
+std::optional<double> Beyond_The_Range(const std::string& text) {
+    long double wide = 0.0L;
+    auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), wide);
+    if (error == std::errc::result_out_of_range) {
+        // Out of range even for the wider type: decided by the sign of the exponent.
+        const std::size_t e = text.find('e');
+        return e != std::string::npos && e + 1 < text.size() && text[e + 1] == '-'
+                   ? std::optional<double>(0.0)
+                   : std::nullopt;
+    }
+    if (error != std::errc() || end != text.data() + text.size())
+        return std::nullopt;
+    constexpr long double Largest_Written = 1.79769313486232e308L;
+    if (wide > static_cast<long double>(std::numeric_limits<double>::max()))
+        return wide <= Largest_Written ? std::optional<double>(std::numeric_limits<double>::max())
+                                       : std::nullopt;
+    return static_cast<double>(wide);
 }
 
 } // namespace
@@ -95,23 +119,44 @@ std::optional<double> Regional_Number(std::string_view text) {
         negative = text.front() == '-';
         text.remove_prefix(1);
     }
+    // Digits with one decimal comma, then an optional exponent ("E", a sign, digits), which is
+    // how the number text of the system writes what fifteen digits can't hold ("2,5E-07").
     std::string number;
     bool comma_seen = false;
     bool digits_seen = false;
-    for (char c : text) {
+    std::size_t at = 0;
+    for (; at < text.size(); ++at) {
+        const char c = text[at];
         if (Is_Digit(c)) {
             number += c;
             digits_seen = true;
         } else if (c == ',' && !comma_seen) {
             number += '.';
             comma_seen = true;
+        } else if ((c == 'E' || c == 'e') && digits_seen) {
+            break;
         } else {
             return std::nullopt;
         }
     }
     if (!digits_seen)
         return std::nullopt;
+    if (at < text.size()) {
+        number += 'e';
+        ++at;
+        if (at < text.size() && (text[at] == '-' || text[at] == '+'))
+            number += text[at++];
+        if (at == text.size())
+            return std::nullopt;
+        for (; at < text.size(); ++at) {
+            if (!Is_Digit(text[at]))
+                return std::nullopt;
+            number += text[at];
+        }
+    }
     std::optional<double> value = Convert(number);
+    if (!value)
+        value = Beyond_The_Range(number);
     if (!value)
         return std::nullopt;
     return negative ? -*value : *value;

@@ -11,8 +11,9 @@ namespace td {
 // the first character that is not part of a number; empty or non-numeric gives 0.
 double Leading_Number(std::string_view text);
 
-// Conversion with the decimal comma, as the regional format does. A text that does not convert
-// gives no value (the conversion failure the system speaks of).
+// Conversion with the decimal comma, as the regional format does, with an optional exponent
+// ("7,5E-07"): every text Format_Number writes for a finite number converts back. A text that
+// does not convert gives no value (the conversion failure the system speaks of).
 std::optional<double> Regional_Number(std::string_view text);
 
 // The system's default number text: up to 15 significant digits, decimal comma, no trailing

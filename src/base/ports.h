@@ -31,6 +31,9 @@ public:
     // The fatal error screen, modal. Returns only when the user resumed; otherwise the screen
     // ends the process itself (through End_Process).
     virtual void Show_Fatal_Screen(const std::string& module_path, const std::string& code) = 0;
+    // The cause of the fatal error that follows (a path and the system's reason), where the fixed
+    // texts of the screen leave no room for it. The screen itself stays as it is.
+    virtual void Fatal_Cause(const std::string& cause) { (void)cause; }
 
     // Splash screen during start-up.
     virtual void Splash_Caption(const std::string& caption) = 0;

@@ -4,6 +4,7 @@
 #include "base/ports.h"
 #include "base/text.h"
 #include "kernel/state.h"
+#include "storage/file_failure.h"
 #include "storage/record_file.h"
 #include "storage/records.h"
 #include "storage/reference.h"
@@ -62,7 +63,10 @@ bool CLM_Form::Command1_Click() {
     Record_File file(state_.Path_Of(state_.settings.Fuel_File), Fuel_Record_Size);
     std::vector<std::uint8_t> bytes(Fuel_Record_Size);
     for (int i = 1; i <= Fuel_Slots; ++i) {
-        file.Read(static_cast<std::uint64_t>(i), bytes.data());
+        // A slot that can't be read or written ends the save: the user learns which file and
+        // why, and the slots before it stay written.
+        if (!file.Read(static_cast<std::uint64_t>(i), bytes.data()))
+            return Save_Failed(file, i);
         Fuel_Record record = Decode_Fuel(bytes.data());
         record.Exists = 1;
         double old_price = record.Price;
@@ -104,11 +108,26 @@ bool CLM_Form::Command1_Click() {
         record.History_Index = static_cast<std::uint8_t>(index);
 
         Encode(record, bytes.data());
-        file.Write(static_cast<std::uint64_t>(i), bytes.data());
+        if (!file.Write(static_cast<std::uint64_t>(i), bytes.data()))
+            return Save_Failed(file, i);
     }
+    if (!file.Sync())
+        return Save_Failed(file, Fuel_Slots + 1);
     file.Close();
     closed = true;
     return true;
+}
+
+bool CLM_Form::Save_Failed(const Record_File& file, int row) {
+    File_Failure failure;
+    failure.Note(false, file.Path(), file.Error());
+    ui_.Message_Box(Catalogue_Write_Failure_Text(failure, row), box::Stop, Caption);
+    return false;
+}
+
+std::string Catalogue_Write_Failure_Text(const File_Failure& failure, int row) {
+    return "Не удалось записать файл " + failure.Text() + ". Сохранены только строки до " +
+           std::to_string(row) + "-й.";
 }
 
 } // namespace td

@@ -11,6 +11,12 @@ namespace td {
 struct Program_State;
 class Ui;
 class Clock;
+class Record_File;
+struct File_Failure;
+
+// The box of a catalogue screen whose file could not be written: the file, the system's reason,
+// and how far the save got (the rows before `row` are written).
+std::string Catalogue_Write_Failure_Text(const File_Failure& failure, int row);
 
 // The cell under the in-place editor. One pair for every grid editor of the program: only one
 // catalogue screen edits at a time.
@@ -52,12 +58,15 @@ public:
     std::vector<std::string> Context_Menu() const { return {History_Menu}; }
     // The price history has no screen: the entry does nothing.
     void mnu_prise_hst_Click() {}
-    // Saves all eight slots, then closes. False when a price did not convert: the slots before
-    // it are written, the rest are not, and the screen stays open.
+    // Saves all eight slots, then closes. False when a price did not convert or the file could
+    // not be read or written (the user is told which and why): the slots before it are written,
+    // the rest are not, and the screen stays open.
     bool Command1_Click();
     void Command2_Click() { closed = true; }
 
 private:
+    bool Save_Failed(const Record_File& file, int row);
+
     static constexpr int Fuel_Rows = 9;
     Program_State& state_;
     Ui& ui_;

@@ -1,5 +1,6 @@
 #include "catalogues/establishmts.h"
 
+#include "base/ports.h"
 #include "base/text.h"
 #include "kernel/state.h"
 #include "storage/record_file.h"
@@ -10,7 +11,7 @@
 
 namespace td {
 
-Establishmts::Establishmts(Program_State& state) : state_(state) {}
+Establishmts::Establishmts(Program_State& state, Ui* ui) : state_(state), ui_(ui) {}
 
 void Establishmts::Form_Load() {
     MSFlexGrid1.Set_Rows(1);
@@ -25,18 +26,31 @@ void Establishmts::Form_Load() {
     }
 }
 
-void Establishmts::Command1_Click() {
+bool Establishmts::Command1_Click() {
     Record_File file(state_.Path_Of(state_.settings.Establishments_File), Name_Record_Size);
     std::vector<std::uint8_t> bytes(Name_Record_Size);
-    for (int i = 1; i <= Station_Slots; ++i) {
-        Name_Record record;
-        record.Exists = 1;
-        record.Name = Trim_Text(MSFlexGrid1.Text(i, 1)); // the encoder cuts to 255 bytes
-        Encode(record, bytes.data());
-        file.Write(static_cast<std::uint64_t>(i), bytes.data());
+    save_failure = File_Failure{};
+    for (int i = 1; i <= Station_Slots + 1; ++i) {
+        bool written = true;
+        if (i <= Station_Slots) {
+            Name_Record record;
+            record.Exists = 1;
+            record.Name = Trim_Text(MSFlexGrid1.Text(i, 1)); // the encoder cuts to 255 bytes
+            Encode(record, bytes.data());
+            written = file.Write(static_cast<std::uint64_t>(i), bytes.data());
+        } else {
+            written = file.Sync();
+        }
+        if (!written) {
+            save_failure.Note(false, file.Path(), file.Error());
+            if (ui_ != nullptr)
+                ui_->Message_Box(Catalogue_Write_Failure_Text(save_failure, i), box::Stop, Caption);
+            return false;
+        }
     }
     file.Close();
     closed = true;
+    return true;
 }
 
 } // namespace td

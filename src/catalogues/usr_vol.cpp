@@ -3,7 +3,9 @@
 #include "base/numbers.h"
 #include "base/ports.h"
 #include "base/text.h"
+#include "catalogues/clm_form.h"
 #include "kernel/state.h"
+#include "storage/file_failure.h"
 #include "storage/record_file.h"
 #include "storage/records.h"
 
@@ -105,7 +107,8 @@ bool Usr_Vol::Command2_Click() {
             continue;
 
         // All 200 slots are looked at, also behind the end of the list.
-        file.Read_Block(1, Max_User_Volumes, block.data());
+        if (!file.Read_Block(1, Max_User_Volumes, block.data()))
+            return Save_Failed(file, i);
         bool declared = false;
         for (int j = 1; j <= Max_User_Volumes && !declared; ++j) {
             User_Volume_Record slot = Slot(j);
@@ -128,11 +131,19 @@ bool Usr_Vol::Command2_Click() {
         record.Litres = *value;
         std::array<std::uint8_t, User_Volume_Record_Size> bytes{};
         Encode(record, bytes.data());
-        file.Write(static_cast<std::uint64_t>(free_slot), bytes.data());
+        if (!file.Write(static_cast<std::uint64_t>(free_slot), bytes.data()) || !file.Sync())
+            return Save_Failed(file, i);
     }
     file.Close();
     closed = true;
     return true;
+}
+
+bool Usr_Vol::Save_Failed(const Record_File& file, int row) {
+    File_Failure failure;
+    failure.Note(false, file.Path(), file.Error());
+    ui_.Message_Box(Catalogue_Write_Failure_Text(failure, row), box::Stop, Caption);
+    return false;
 }
 
 } // namespace td

@@ -9,6 +9,7 @@ namespace td {
 
 struct Program_State;
 class Ui;
+class Record_File;
 
 class Usr_Vol {
 public:
@@ -35,12 +36,15 @@ public:
     void MSFlexGrid1_KeyPress(int key);
     // The cursor leaves the current cell: the running number is shown zero-padded.
     void MSFlexGrid1_LeaveCell();
-    // Saves the rows. False when it stopped early (the limit, or a cell that did not convert):
-    // the screen then stays open with the rows before written.
+    // Saves the rows. False when it stopped early (the limit, a cell that did not convert, or the
+    // file could not be read or written, said in a box with the file and the reason): the screen
+    // then stays open with the rows before written.
     bool Command2_Click();
     void Command1_Click() { closed = true; }
 
 private:
+    bool Save_Failed(const Record_File& file, int row);
+
     Program_State& state_;
     Ui& ui_;
 };

@@ -7,6 +7,7 @@
 #include "catalogues/establishmts.h"
 #include "catalogues/usr_vol.h"
 #include "kernel/startup.h"
+#include "storage/file_failure.h"
 #include "storage/records.h"
 #include "storage/reference.h"
 
@@ -28,12 +29,6 @@ int Slot_Argument(const std::string& verb, const std::string& text, int last) {
     return static_cast<int>(value);
 }
 
-// Ends the session cleanly but with a failure status: the work marker goes as on any exit.
-[[noreturn]] void Shutdown_Failed(Session& session) {
-    Shutdown_Steps(session.State(), session.User_Settings());
-    std::exit(1);
-}
-
 int Fuel(const Arguments& args) {
     bool set = !args.rest.empty();
     int slot = 0;
@@ -52,8 +47,9 @@ int Fuel(const Arguments& args) {
         form.MSFlexGrid1.Set_Text(slot, 0, args.rest[2]);
         if (args.rest.size() == 4)
             form.MSFlexGrid1.Set_Text(slot, 1, args.rest[3]);
+        // The screen has said why (a price that is no number, a file that can't be written).
         if (!form.Command1_Click())
-            Shutdown_Failed(session);
+            session.Shutdown("nothing more was saved");
     }
     std::vector<Fuel_Record> slots = Read_Fuel_Slots(state.Path_Of(state.settings.Fuel_File));
     for (int i = 1; i <= Fuel_Slots; ++i) {
@@ -79,7 +75,8 @@ int Station(const Arguments& args) {
         Establishmts form(state);
         form.Form_Load();
         form.MSFlexGrid1.Set_Text(slot, 1, args.rest[2]);
-        form.Command1_Click();
+        if (!form.Command1_Click())
+            session.Shutdown("cannot write " + form.save_failure.Text());
     }
     std::vector<Name_Record> names =
         Read_Name_Records(state.Path_Of(state.settings.Establishments_File), Station_Slots);
@@ -120,7 +117,7 @@ int Volume(const Arguments& args) {
         std::size_t after = Read_User_Volumes(file).size();
         std::printf("declared: %zu\n", after - before);
         if (!finished)
-            Shutdown_Failed(session);
+            session.Shutdown("the volumes after those declared were not saved");
     }
     std::vector<double> volumes = Read_User_Volumes(file);
     for (std::size_t i = 0; i < volumes.size(); ++i)

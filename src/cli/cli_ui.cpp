@@ -21,6 +21,8 @@ int Cli_Ui::Message_Box(const std::string& text, int flags, const std::string& t
 void Cli_Ui::Show_Fatal_Screen(const std::string& module_path, const std::string& code) {
     End_Progress_Line();
     std::fprintf(stderr, "FATAL ERROR %s in module: %s\n", code.c_str(), module_path.c_str());
+    if (!cause_.empty())
+        std::fprintf(stderr, "cause: %s\n", cause_.c_str());
     End_Process(1);
 }
 

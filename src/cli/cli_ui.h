@@ -14,6 +14,7 @@ public:
     Cli_Ui();
     int Message_Box(const std::string& text, int flags, const std::string& title) override;
     void Show_Fatal_Screen(const std::string& module_path, const std::string& code) override;
+    void Fatal_Cause(const std::string& cause) override { cause_ = cause; }
     void Splash_Caption(const std::string& caption) override;
     void Splash_Progress(int value) override;
     void Search_Progress_Show(const std::string& label) override;
@@ -33,6 +34,7 @@ private:
     bool terminal_;
     bool progress_line_open_ = false;
     std::string caption_;
+    std::string cause_;
     int last_value_ = -1;
     std::function<void()> before_end_;
 };

@@ -13,6 +13,8 @@
 #include "qt/qt_user_settings.h"
 #include "qt/system_clock.h"
 #include "shell/database_commands.h"
+#include "storage/defragmentation.h"
+#include "storage/file_failure.h"
 #include "storage/header.h"
 #include "storage/number_index.h"
 #include "storage/record_file.h"
@@ -21,6 +23,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cmath>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -66,9 +69,19 @@ bool Folder_Has_Files(const std::string& folder) {
     return fs::is_directory(folder, ec) && !fs::is_empty(folder, ec);
 }
 
+// Whether `path` names anything; a path that can't even be looked at ends the verb with the
+// reason (a name too long, a link to itself, a folder without search permission).
+bool Exists_Or_Fail(const std::string& verb, const std::string& path) {
+    std::error_code ec;
+    const fs::file_status status = fs::symlink_status(path, ec);
+    if (ec && ec != std::errc::no_such_file_or_directory)
+        Fail(verb, "cannot look at " + path + ": " + ec.message());
+    return fs::exists(status);
+}
+
 int Init(const Arguments& args) {
     std::string ini = args.home + "/" + td::Settings_File_Name;
-    if (fs::exists(ini))
+    if (Exists_Or_Fail("init", ini))
         Fail("init", "td.ini already exists in " + args.home + "; nothing was changed");
     std::error_code ec;
     fs::create_directories(args.home, ec);
@@ -81,11 +94,12 @@ int Init(const Arguments& args) {
              "the data folder " + data_folder + " already holds files; nothing was changed");
 
     {
+        errno = 0;
         std::ofstream out(ini, std::ios::binary);
         out << td::Default_Settings_Text();
         out.flush();
         if (!out)
-            Fail("init", "cannot write " + ini);
+            Fail("init", "cannot write " + ini + ": " + std::strerror(errno != 0 ? errno : EIO));
     }
     std::printf("wrote %s\n", ini.c_str());
     if (!args.demo)
@@ -112,6 +126,9 @@ int Init(const Arguments& args) {
         td::Cli_Ui ui;
         td::Rebuild_All(state, ui, clock, td::Progress_Target::Form);
         td::Remove_Number_Index_Files(data_folder);
+        if (state.Derived_Failure.Failed())
+            Fail("init", "the totals of the demo installation were not written whole: " +
+                             state.Derived_Failure.Text());
     }
     std::printf("wrote the demo installation in %s: %zu companies, 8 stations, 4 fuel grades, "
                 "%ld tickets\n",
@@ -271,16 +288,19 @@ int Verify(const Arguments& args) {
         td::Read_Settings(args.home + "/" + td::Settings_File_Name, args.home, ui);
     std::string database =
         td::Data_File_Path(Data_Folder_Of(args.home, settings), settings.Database_File);
-    if (!fs::exists(database))
+    if (!Exists_Or_Fail("verify", database))
         Fail("verify", "no database file at " + database);
     if (recount)
         Recount("verify", args.home, database, yes);
 
     td::Header_Info header;
-    if (td::Read_Header(database, header) != "Ok")
-        Fail("verify", "the header of " + database +
-                           " cannot be parsed (tdctl verify --recount writes a new one that "
-                           "counts the whole records behind it)");
+    int read_error = 0;
+    if (td::Read_Header(database, header, &read_error) != "Ok")
+        Fail("verify", read_error != 0
+                           ? "cannot read " + database + ": " + td::System_Reason(read_error)
+                           : "the header of " + database +
+                                 " cannot be parsed (tdctl verify --recount writes a new one that "
+                                 "counts the whole records behind it)");
     td::Header_Verification check = td::Verify_Header_Checksum(database);
 
     const Count_Check counted = Check_Count(database, header);
@@ -311,31 +331,29 @@ int Verify(const Arguments& args) {
 }
 
 // Ends a session that ran its verb with `code`, after the clean shutdown steps.
-[[noreturn]] void End_Session(Session& session, int code) {
-    td::Shutdown_Steps(session.State(), session.User_Settings());
-    td::End_Process_Now(session.Ui(), code);
-}
 
 int Rebuild(const Arguments& args) {
     No_Other_Arguments("rebuild", args.rest);
     Session session(args.home);
     td::Program_State& state = session.State();
     td::Reindex_Database(state, session.Ui(), session.Clock());
-    // The table holds what the pass took: a count no database can have took no tickets.
+    // The table holds what the pass took: a count no database can have took no tickets. Only a
+    // rebuild that wrote everything says so; the session tells what failed.
     const std::size_t tickets = state.Ticket_Table.empty() ? 0 : state.Ticket_Table.size() - 1;
-    std::printf("rebuilt: %zu tickets\n", tickets);
+    if (!state.Derived_Failure.Failed())
+        std::printf("rebuilt: %zu tickets\n", tickets);
     // What is off with the count is said, so that nobody takes the derived files for the
     // database's whole story.
+    std::string findings;
     const std::string database = state.Path_Of(state.settings.Database_File);
     td::Header_Info header;
     if (td::Read_Header(database, header) == "Ok") {
-        const Count_Check counted = Check_Count(database, header);
-        for (const std::string& finding : counted.findings)
-            std::fprintf(stderr, "tdctl rebuild: %s (see tdctl verify)\n", finding.c_str());
-        if (!counted.findings.empty())
-            End_Session(session, 1);
+        for (const std::string& finding : Check_Count(database, header).findings)
+            findings += (findings.empty() ? "" : "; ") + finding;
+        if (!findings.empty())
+            findings += " (see tdctl verify)";
     }
-    session.Shutdown();
+    session.Shutdown(findings);
 }
 
 int Defrag(const Arguments& args) {
@@ -353,9 +371,11 @@ int Defrag(const Arguments& args) {
     td::Program_State& state = session.State();
     long before = state.Ticket_Count;
     td::Defrag_Refusal refusal;
-    td::SE_Defragmentation(
-        state, session.Ui(), session.Clock(), state.settings.Database_File,
-        drop_uncounted ? td::Defrag_Uncounted::Drop : td::Defrag_Uncounted::Refuse, &refusal);
+    td::Defrag_Outcome outcome = td::Defrag_Outcome::Failed;
+    td::SE_Defragmentation(state, session.Ui(), session.Clock(), state.settings.Database_File,
+                           drop_uncounted ? td::Defrag_Uncounted::Drop
+                                          : td::Defrag_Uncounted::Refuse,
+                           &refusal, &outcome);
     session.Ui().Search_Progress_Hide();
     if (refusal.refused) {
         std::string reason = "refused; the database was left as it is:";
@@ -367,9 +387,14 @@ int Defrag(const Arguments& args) {
             reason += " the header's checksum does not agree (" + refusal.checksum_reason + ");";
         reason += " see tdctl verify, and tdctl verify --recount; tdctl defrag --drop-uncounted "
                   "drops them";
-        std::fprintf(stderr, "tdctl defrag: %s\n", reason.c_str());
-        End_Session(session, 1);
+        session.Shutdown(reason);
     }
+    if (outcome == td::Defrag_Outcome::Refused)
+        session.Shutdown("refused: another process holds the database, or the work file " +
+                         td::Defrag_Work_Path(state.Path_Of(state.settings.Database_File)) +
+                         " of an earlier attempt cannot be removed; the database is unchanged");
+    if (outcome == td::Defrag_Outcome::Failed)
+        session.Shutdown("failed; the database is unchanged");
     td::Header_Info header;
     td::Read_Header(state.Path_Of(state.settings.Database_File), header);
     std::printf("defragmented: %ld tickets before, %s after\n", before,
@@ -387,6 +412,12 @@ int Date(const Arguments& args) {
     Session session(args.home);
     td::Program_State& state = session.State();
     if (wanted) {
+        // The store first: a date it does not hold would leave totals of one day beside a working
+        // date of another at the next start.
+        session.User_Settings().Save(td::Settings_Application, "Kernel", "Date",
+                                     td::Format_Date(std::floor(*wanted)));
+        if (!session.User_Settings().Save_Failure().empty())
+            session.Shutdown("the working date stays " + td::Format_Date(state.Current_Date));
         // As the date picker does: both dated totals follow the new working date.
         state.Current_Date = std::floor(*wanted);
         td::Rebuild_Company_Totals(state, session.Ui(), session.Clock(), state.Current_Date,
@@ -427,10 +458,7 @@ int Totals(const Arguments& args) {
     session.Shutdown();
 }
 
-} // namespace
-
-int main(int argc, char** argv) {
-    Arguments args = Parse_Arguments(argc, argv);
+int Run_Verb(const Arguments& args) {
     if (args.verb == "init")
         return Init(args);
     if (args.verb == "verify")
@@ -448,4 +476,21 @@ int main(int argc, char** argv) {
     std::fputs(Usage, stderr);
     return args.verb.empty() ? 2
                              : (std::fprintf(stderr, "unknown verb: %s\n", args.verb.c_str()), 2);
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    // A file size limit makes a write fail (EFBIG), which is reported like any other failed
+    // write, instead of ending the process in the middle of it.
+    std::signal(SIGXFSZ, SIG_IGN);
+    Arguments args;
+    try {
+        args = Parse_Arguments(argc, argv);
+        return Run_Verb(args);
+    } catch (const std::exception& failure) {
+        // The last net: every failure is reported, none ends in an abort. The work marker stays,
+        // as after any run that did not pass through shutdown.
+        Fail(args.verb, std::string("unexpected failure: ") + failure.what());
+    }
 }

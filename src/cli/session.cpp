@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <unistd.h>
+#include <vector>
 
 namespace fs = std::filesystem;
 
@@ -54,6 +55,8 @@ void Install_Test_Hooks() {
     defrag_hook::Block_Tickets = 1;
 }
 
+// The verb of this run, for the messages of the session.
+std::string Current_Verb;
 } // namespace
 
 void Fail(const std::string& verb, const std::string& reason, int code) {
@@ -82,12 +85,17 @@ Arguments Parse_Arguments(int argc, char** argv) {
             args.rest.push_back(word);
         }
     }
+    Current_Verb = args.verb;
     if (args.home.empty()) {
         const char* env = std::getenv("TALLY_DEPOT_HOME");
-        args.home = (env != nullptr && *env != '\0') ? env : fs::current_path().string();
+        args.home = (env != nullptr && *env != '\0') ? env : ".";
     }
-    std::error_code ignored;
-    fs::path absolute = fs::absolute(args.home, ignored);
+    // A relative home needs the current folder, which may have been deleted under us.
+    std::error_code ec;
+    fs::path absolute = fs::absolute(args.home, ec);
+    if (ec || absolute.empty())
+        Fail(args.verb, "cannot find the program's folder " + args.home + ": " + ec.message() +
+                            " (give --home DIR)");
     args.home = absolute.lexically_normal().string();
     while (args.home.size() > 1 && args.home.back() == '/')
         args.home.pop_back();
@@ -104,8 +112,19 @@ Session::Session(const std::string& home)
     ui_.Search_Progress_Hide();
 }
 
-void Session::Shutdown() {
-    td::Shutdown(state_, ui_, user_settings_);
+void Session::Shutdown(const std::string& failure) {
+    Shutdown_Steps(state_, user_settings_);
+    std::vector<std::string> failures;
+    if (!failure.empty())
+        failures.push_back(failure);
+    if (state_.Derived_Failure.Failed())
+        failures.push_back("totals or index not built whole (" + state_.Derived_Failure.Text() +
+                           "); the work marker stays and the next start rebuilds them");
+    if (!user_settings_.Save_Failure().empty())
+        failures.push_back("the working date was not saved: " + user_settings_.Save_Failure());
+    for (const std::string& text : failures)
+        std::fprintf(stderr, "tdctl %s: %s\n", Current_Verb.c_str(), text.c_str());
+    End_Process_Now(ui_, failures.empty() ? 0 : 1);
 }
 
 } // namespace td::cli

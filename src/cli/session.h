@@ -32,8 +32,12 @@ public:
     Program_State& State() { return state_; }
     Cli_Ui& Ui() { return ui_; }
     td::Clock& Clock() { return clock_; }
-    td::User_Settings& User_Settings() { return user_settings_; }
-    [[noreturn]] void Shutdown();
+    Qt_User_Settings& User_Settings() { return user_settings_; }
+    // Shuts down as the program does and ends the process: with 0 when all went well, or with 1
+    // after saying on standard error what did not: `failure` when given, a pass that left derived
+    // data not whole (the work marker then stays, so the next start rebuilds), a working date
+    // that could not be saved.
+    [[noreturn]] void Shutdown(const std::string& failure = {});
 
 private:
     Program_State& state_ = td::State();

@@ -19,6 +19,16 @@ std::string Key_Text(std::string_view text) {
     return Lower_Ascii(Trim_Text(text));
 }
 
+// A pass that could not read or write a file whole: the run remembers it, so that shutdown keeps
+// the work marker and the next start rebuilds, and the user learns which file and why.
+File_Failure Pass_Failed(Program_State& state, Ui& ui, const File_Failure& failure) {
+    if (!failure.Failed())
+        return failure;
+    state.Derived_Failure.Note(failure);
+    ui.Message_Box(Pass_Failure_Text(failure), box::Stop, "Ошибка");
+    return failure;
+}
+
 File_Failure Run_Rebuild(Program_State& state, Ui& ui, Clock& clock,
                          const std::string& user_cache_file, const std::string& database_file,
                          Rebuild_Mode mode, Progress_Target target) {
@@ -42,13 +52,13 @@ File_Failure Run_Rebuild(Program_State& state, Ui& ui, Clock& clock,
     case Rebuild_Result::Outcome::No_Header:
         break;
     }
-    return result.write_failure;
+    return Pass_Failed(state, ui, result.write_failure);
 }
 
 // The frame of the dated totals around the pass: the form goes at the end, the main window comes
 // back, and the events that waited are let through.
 template <typename Pass>
-File_Failure Run_Dated_Totals(Ui& ui, Clock& clock, Progress_Target target,
+File_Failure Run_Dated_Totals(Program_State& state, Ui& ui, Clock& clock, Progress_Target target,
                               const char* fatal_module, const char* fatal_code, Pass pass) {
     Ui_Progress_Display display(ui, target);
     Pass_Progress progress(display, clock, target, Pass_Progress_Interval);
@@ -62,13 +72,13 @@ File_Failure Run_Dated_Totals(Ui& ui, Clock& clock, Progress_Target target,
         ui.Main_Window_Enabled(true);
     }
     ui.Pump_Events();
-    return result.write_failure;
+    return Pass_Failed(state, ui, result.write_failure);
 }
 
 File_Failure Company_Totals(Program_State& state, Ui& ui, Clock& clock,
                             const std::string& database_file, double date, Progress_Target target) {
-    return Run_Dated_Totals(ui, clock, target, fatal_site::Request_Module, fatal_site::Request_Code,
-                            [&](Pass_Progress& progress) {
+    return Run_Dated_Totals(state, ui, clock, target, fatal_site::Request_Module,
+                            fatal_site::Request_Code, [&](Pass_Progress& progress) {
                                 return Rebuild_Company_Totals(
                                     state.Path_Of(database_file),
                                     state.Path_Of(state.settings.Company_File),
@@ -79,8 +89,8 @@ File_Failure Company_Totals(Program_State& state, Ui& ui, Clock& clock,
 File_Failure Station_Totals(Program_State& state, Ui& ui, Clock& clock,
                             const std::string& database_file, double date_from, double date_to,
                             Progress_Target target) {
-    return Run_Dated_Totals(ui, clock, target, fatal_site::Range_Module, fatal_site::Range_Code,
-                            [&](Pass_Progress& progress) {
+    return Run_Dated_Totals(state, ui, clock, target, fatal_site::Range_Module,
+                            fatal_site::Range_Code, [&](Pass_Progress& progress) {
                                 return Rebuild_Station_Totals(
                                     state.Path_Of(database_file),
                                     state.Path_Of(state.settings.Cache_Used_File), date_from,
@@ -137,8 +147,16 @@ File_Failure Rebuild_Station_Totals(Program_State& state, Ui& ui, Clock& clock, 
                           target);
 }
 
-File_Failure Write_Z_Headers(const Program_State& state) {
-    return Write_Z_Headers(state.Data_Folder, state.Z_Counts);
+File_Failure Write_Z_Headers(Program_State& state) {
+    const File_Failure failure = Write_Z_Headers(state.Data_Folder, state.Z_Counts);
+    state.Derived_Failure.Note(failure);
+    return failure;
+}
+
+std::string Pass_Failure_Text(const File_Failure& failure) {
+    return "Ошибка при работе с файлом " + failure.Text() +
+           ".\r\nИтоги и индексы построены не полностью; они будут перестроены при следующем "
+           "запуске программы.";
 }
 
 std::string CreateCacheFile(Program_State& state, Ui& ui, Clock& clock,

@@ -38,7 +38,8 @@ private:
 
 // The full rebuild ("new"): the ticket table, the entry counts, the number index and the three
 // cache files. With the progress form, the form stays shown and the main window disabled at the
-// end: the caller hides the one and enables the other. Returns the first write that failed.
+// end: the caller hides the one and enables the other. Returns the first read or write that
+// failed.
 File_Failure Rebuild_All(Program_State& state, Ui& ui, Clock& clock, Progress_Target target);
 
 // The start-up pass ("proection"): the table, the counts and the index, then the index headers;
@@ -54,7 +55,13 @@ File_Failure Rebuild_Station_Totals(Program_State& state, Ui& ui, Clock& clock, 
 
 // Writes Z_Header (mark and count) at record 1 of the index file of fuels 1..8 and volumes
 // 10, 20, ... 100, creating the files that are missing.
-File_Failure Write_Z_Headers(const Program_State& state);
+File_Failure Write_Z_Headers(Program_State& state);
+
+// Every entry point above that meets a file it can't read or write whole goes on as the pass
+// always did, then notes the first failure in Program_State::Derived_Failure (shutdown keeps the
+// work marker, so the next start rebuilds) and, except Write_Z_Headers, tells the user in a box
+// with this text: the file, the system's reason, and that the next start rebuilds.
+std::string Pass_Failure_Text(const File_Failure& failure);
 
 // The one pass over the database, by its texts. `mode` and `target` compare trimmed and in lower
 // case: "add" adds `company` with `name` to the user cache and returns "1" (company 0) or "0";

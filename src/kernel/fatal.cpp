@@ -18,7 +18,7 @@ std::string Hex_Number(long number) {
     return buffer;
 }
 
-void Fatal_Error(Ui& ui, std::string module_path, std::string code) {
+void Fatal_Error(Ui& ui, std::string module_path, std::string code, const std::string& cause) {
     Program_State& state = State();
     if (state.Fatal_Countdown == 0)
         state.Fatal_Countdown = 30;
@@ -27,6 +27,8 @@ void Fatal_Error(Ui& ui, std::string module_path, std::string code) {
         module_path = "Unknown error:";
     if (code.empty())
         code = "0";
+    if (!cause.empty())
+        ui.Fatal_Cause(cause);
     ui.Show_Fatal_Screen(module_path, code);
 }
 

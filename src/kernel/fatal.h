@@ -29,7 +29,9 @@ inline constexpr const char* Sell_Load_Code = "0x4590";
 std::string Hex_Number(long number);
 
 // Shows the fatal screen through the port. An empty module path becomes the current error text
-// followed by ":"; an empty code becomes the current error number. Returns only if resumed.
-void Fatal_Error(Ui& ui, std::string module_path = {}, std::string code = {});
+// followed by ":"; an empty code becomes the current error number. A `cause` (which file, and the
+// system's reason) goes to the port ahead of the screen. Returns only if resumed.
+void Fatal_Error(Ui& ui, std::string module_path = {}, std::string code = {},
+                 const std::string& cause = {});
 
 } // namespace td

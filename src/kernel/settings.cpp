@@ -4,6 +4,7 @@
 #include "kernel/fatal.h"
 
 #include <cerrno>
+#include <cstring>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -13,12 +14,30 @@ namespace {
 
 enum class Read_Outcome { Ok, Missing_Or_Unreadable, Empty };
 
-Read_Outcome Read_Whole_File(const std::string& path, std::string& text) {
-    int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (fd < 0)
+// Reads the whole file. What is not a regular file is refused without waiting: a FIFO would hold
+// the open until a writer came. `reason` says why the file could not be read.
+Read_Outcome Read_Whole_File(const std::string& path, std::string& text, std::string& reason) {
+    int fd;
+    do {
+        fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    } while (fd < 0 && errno == EINTR);
+    if (fd < 0) {
+        reason = std::strerror(errno);
         return Read_Outcome::Missing_Or_Unreadable;
+    }
     struct stat info {};
-    if (::fstat(fd, &info) != 0 || !S_ISREG(info.st_mode)) {
+    reason.clear();
+    if (::fstat(fd, &info) != 0) {
+        reason = std::strerror(errno);
+    } else if (S_ISDIR(info.st_mode)) {
+        reason = std::strerror(EISDIR);
+    } else if (!S_ISREG(info.st_mode)) {
+        reason = "Not a regular file";
+    } else if (const int status = ::fcntl(fd, F_GETFL);
+               status < 0 || ::fcntl(fd, F_SETFL, status & ~O_NONBLOCK) != 0) {
+        reason = std::strerror(errno);
+    }
+    if (!reason.empty()) {
         ::close(fd);
         return Read_Outcome::Missing_Or_Unreadable;
     }
@@ -29,6 +48,7 @@ Read_Outcome Read_Whole_File(const std::string& path, std::string& text) {
         if (got < 0 && errno == EINTR)
             continue;
         if (got < 0) {
+            reason = std::strerror(errno);
             ::close(fd);
             return Read_Outcome::Missing_Or_Unreadable;
         }
@@ -37,7 +57,11 @@ Read_Outcome Read_Whole_File(const std::string& path, std::string& text) {
         text.append(buffer, static_cast<std::size_t>(got));
     }
     ::close(fd);
-    return text.empty() ? Read_Outcome::Empty : Read_Outcome::Ok;
+    if (text.empty()) {
+        reason = "the file is empty";
+        return Read_Outcome::Empty;
+    }
+    return Read_Outcome::Ok;
 }
 
 } // namespace
@@ -45,8 +69,9 @@ Read_Outcome Read_Whole_File(const std::string& path, std::string& text) {
 std::string Get_Var(const std::string& file, std::string_view section, std::string_view key,
                     const std::string& default_value, Ui& ui) {
     std::string text;
-    if (Read_Whole_File(file, text) != Read_Outcome::Ok) {
-        Fatal_Error(ui, fatal_site::Get_Var_Module, fatal_site::Get_Var_Code);
+    std::string reason;
+    if (Read_Whole_File(file, text, reason) != Read_Outcome::Ok) {
+        Fatal_Error(ui, fatal_site::Get_Var_Module, fatal_site::Get_Var_Code, file + ": " + reason);
         // Back here only if the user resumed: the program can't run without its settings.
         ui.End_Process(1);
     }

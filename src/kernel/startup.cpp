@@ -6,6 +6,7 @@
 #include "kernel/fatal.h"
 #include "kernel/settings.h"
 #include "kernel/state.h"
+#include "storage/file_failure.h"
 #include "storage/file_safety.h"
 #include "storage/header.h"
 #include "storage/number_index.h"
@@ -18,6 +19,7 @@
 #include <filesystem>
 #include <optional>
 #include <sys/stat.h>
+#include <utility>
 
 namespace td {
 namespace {
@@ -32,20 +34,78 @@ constexpr const char* Error_Source = "Tally_depot";
     End_Process_Now(ui, 1);
 }
 
+// The error number the system reports for a failure of the operating system's kind.
+long Error_Number_Of(int error) {
+    switch (error) {
+    case ENOENT:
+        return 53; // File not found
+    case ENOSPC:
+    case EFBIG:
+    case EDQUOT:
+        return 61; // Disk full
+    case EACCES:
+    case EPERM:
+    case EROFS:
+        return 70; // Permission denied
+    case EIO:
+        return 57; // Device I/O error
+    default:
+        return 75; // Path/File access error
+    }
+}
+
 bool Is_Directory(const std::string& path) {
     struct stat info {};
     return stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
 }
 
-// A totals file that is empty gets `records` zero records.
-bool Ensure_Totals_File(const std::string& path, std::size_t records) {
+// A totals file that is empty gets `records` zero records. The system's error number, 0 when done.
+int Ensure_Totals_File(const std::string& path, std::size_t records) {
     Record_File file(path, Cache_Record_Size);
     if (!file.Is_Open())
-        return false;
+        return file.Error();
     if (file.Size() != 0)
-        return true;
+        return 0;
     std::vector<std::uint8_t> zeros(records * Cache_Record_Size, 0);
-    return file.Write_Block(1, records, zeros.data()) && file.Sync();
+    return file.Write_Block(1, records, zeros.data()) && file.Sync() ? 0 : file.Error();
+}
+
+// The totals files must exist before anything else is read; a failure ends the start with the
+// file and the reason.
+void Ensure_Totals_Files(Program_State& state, Ui& ui) {
+    for (const auto& [name, records] : {std::pair{state.settings.Cache_Used_File, 16384},
+                                        std::pair{state.settings.Cache_Diff_File, 256}}) {
+        const std::string path = state.Path_Of(name);
+        if (const int error = Ensure_Totals_File(path, static_cast<std::size_t>(records)))
+            Startup_Failure(ui, "Cannot open " + path + ": " + System_Reason(error),
+                            Error_Number_Of(error));
+    }
+}
+
+// Step 12: the database header. Only a file that is missing, or whose head does not parse, gets a
+// new header; a file that exists but can't be opened or read keeps every byte, and the start ends
+// with the reason. A passing read error must never cost the user the header and its count.
+Header_Info Database_Header(const std::string& database, Ui& ui) {
+    Header_Info header;
+    int error = 0;
+    if (Read_Header(database, header, &error) == "Ok")
+        return header;
+    if (error != 0 && error != ENOENT)
+        Startup_Failure(ui, "Cannot read " + database + ": " + System_Reason(error),
+                        Error_Number_Of(error));
+    errno = 0;
+    if (!Create_Header(database, std::nullopt)) {
+        error = errno != 0 ? errno : EIO;
+        Startup_Failure(
+            ui, "Cannot create the database header of " + database + ": " + System_Reason(error),
+            Error_Number_Of(error));
+    }
+    if (Read_Header(database, header, &error) != "Ok")
+        Startup_Failure(ui,
+                        "Cannot create the database header of " + database +
+                            (error != 0 ? ": " + System_Reason(error) : std::string()),
+                        Error_Number_Of(error != 0 ? error : EIO));
+    return header;
 }
 
 // The first byte of record 1 read with 33-byte records: 0 means nothing is defined.
@@ -120,23 +180,14 @@ void Main_Startup(Program_State& state, Startup_Ports& ports, const std::string&
     if (Is_Directory(data_folder)) {
         state.Data_Folder = data_folder;
     } else if (mkdir(data_folder.c_str(), 0777) != 0 && !Is_Directory(data_folder)) {
-        Startup_Failure(ui, "Path not found: " + data_folder, 76);
+        Startup_Failure(ui, "Path not found: " + data_folder + ": " + System_Reason(errno), 76);
     }
 
-    if (!Ensure_Totals_File(state.Path_Of(state.settings.Cache_Used_File), 16384))
-        Startup_Failure(ui, "Cannot open " + state.settings.Cache_Used_File, 75);
-    if (!Ensure_Totals_File(state.Path_Of(state.settings.Cache_Diff_File), 256))
-        Startup_Failure(ui, "Cannot open " + state.settings.Cache_Diff_File, 75);
+    Ensure_Totals_Files(state, ui);
     Reference_Checks(state, ui);
 
-    // A missing or unreadable database gets a new header with zero tickets.
-    std::string database = state.Path_Of(state.settings.Database_File);
-    Header_Info header;
-    if (Read_Header(database, header) == "$ERROR$") {
-        Create_Header(database, std::nullopt);
-        if (Read_Header(database, header) == "$ERROR$")
-            Startup_Failure(ui, "Cannot create the database header of " + database, 75);
-    }
+    // A missing database, or one whose head is damaged, gets a new header with zero tickets.
+    const Header_Info header = Database_Header(state.Path_Of(state.settings.Database_File), ui);
     // A damaged head can hold any number; what no count of the format can be is taken as none.
     auto whole = [](double value, double limit) {
         return (value >= -limit && value <= limit) ? static_cast<long>(value) : 0L;
@@ -163,7 +214,10 @@ void Main_Startup(Program_State& state, Startup_Ports& ports, const std::string&
 }
 
 void Shutdown_Steps(Program_State& state, User_Settings& user_settings) {
-    Remove_File(state.Path_Of(Work_Marker_File));
+    // Derived data that a pass could not write whole are rebuilt at the next start: the marker
+    // stays to say so.
+    if (!state.Derived_Failure.Failed())
+        Remove_File(state.Path_Of(Work_Marker_File));
     Remove_Number_Index_Files(state.Data_Folder);
     user_settings.Save(Settings_Application, "Kernel", "Date", Format_Date(state.Current_Date));
 }

@@ -32,7 +32,8 @@ std::string Databases_Folder(const std::string& program_folder, const std::strin
 void Main_Startup(Program_State& state, Startup_Ports& ports, const std::string& program_folder);
 
 // Shutdown steps 1 to 4: the work marker and the number index files go, the working date is
-// saved. Shared by Shutdown and the main window's unload path.
+// saved. Shared by Shutdown and the main window's unload path. The marker stays when a pass of
+// this run left derived data not whole (Program_State::Derived_Failure).
 void Shutdown_Steps(Program_State& state, User_Settings& user_settings);
 
 // The fast path out: Shutdown_Steps, then the process ends.

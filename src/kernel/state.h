@@ -2,6 +2,7 @@
 #pragma once
 
 #include "kernel/settings.h"
+#include "storage/file_failure.h"
 #include "storage/number_index.h"
 #include "storage/records.h"
 #include "storage/ticket_array.h"
@@ -39,6 +40,9 @@ struct Program_State {
     bool Cache_Stale = false;
     bool Buyer_Browser_Open = false;
     bool Station_Browser_Open = false;
+    // The first failure of a pass that left derived data (totals, user cache, number index) not
+    // whole. Kept for the run: shutdown then leaves the work marker, so the next start rebuilds.
+    File_Failure Derived_Failure;
 
     int Answer = 0;
     int Fatal_Countdown = 30;

@@ -109,8 +109,8 @@ void Open_Fuel(QWidget* parent, Program_State& state, Ui& ui, Clock& clock) {
     dialog->open();
 }
 
-void Open_Stations(QWidget* parent, Program_State& state) {
-    auto* dialog = new Model_Dialog<Establishmts>(parent, state);
+void Open_Stations(QWidget* parent, Program_State& state, Ui& ui) {
+    auto* dialog = new Model_Dialog<Establishmts>(parent, state, &ui);
     Establishmts& model = dialog->model;
     model.Form_Load();
     dialog->setWindowTitle(Establishmts::Caption);
@@ -118,8 +118,8 @@ void Open_Stations(QWidget* parent, Program_State& state) {
     layout->addWidget(Edited_Grid(model, dialog));
     layout->addLayout(Buttons(dialog, {{"Сохранить",
                                         [dialog, &model] {
-                                            model.Command1_Click();
-                                            dialog->close();
+                                            if (model.Command1_Click())
+                                                dialog->close();
                                         }},
                                        {"Отмена", [dialog] { dialog->close(); }}}));
     dialog->resize(520, 520);
@@ -220,7 +220,8 @@ void Attach_Catalogue_Views(Qt_MDI_Form& window, Program_State& state, Ui& ui, C
     MDI_Form& form = window.Model();
     form.Set_Command("mnu_Services_Fuel_cost",
                      [&window, &state, &ui, &clock] { Open_Fuel(&window, state, ui, clock); });
-    form.Set_Command("Mnu_Establishments", [&window, &state] { Open_Stations(&window, state); });
+    form.Set_Command("Mnu_Establishments",
+                     [&window, &state, &ui] { Open_Stations(&window, state, ui); });
     form.Set_Command("mnu_User_Volume",
                      [&window, &state, &ui] { Open_Volumes(&window, state, ui); });
     form.Set_Command("mnu_Services_Current_date", [&window, &state, &ui, &clock, browsers] {

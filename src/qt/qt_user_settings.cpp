@@ -27,6 +27,11 @@ void Qt_User_Settings::Save(const std::string& application, const std::string& s
                     QString::fromStdString(application));
     store.setValue(Key_Of(section, key), QString::fromStdString(value));
     store.sync(); // the value must be on disk when the call returns
+    if (store.status() != QSettings::NoError && save_failure_.empty())
+        save_failure_ =
+            store.fileName().toStdString() + ": " +
+            (store.status() == QSettings::AccessError ? "the file or its folder cannot be written"
+                                                      : "the file is not in the settings format");
 }
 
 } // namespace td

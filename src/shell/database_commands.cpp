@@ -31,7 +31,12 @@ std::string Defrag_Refusal_Text(const Defrag_Refusal& refusal) {
 
 std::string SE_Defragmentation(Program_State& state, Ui& ui, Clock& clock,
                                const std::string& database_file, Defrag_Uncounted uncounted,
-                               Defrag_Refusal* refusal_out) {
+                               Defrag_Refusal* refusal_out, Defrag_Outcome* outcome) {
+    auto ended = [outcome](Defrag_Outcome how) {
+        if (outcome != nullptr)
+            *outcome = how;
+        return std::string("$ERROR$");
+    };
     const std::string database_path = state.Path_Of(database_file);
     // Taken before the work file is cleared: a process defragmenting the same database from
     // elsewhere uses the same work file, and it is left alone unless the lock is held.
@@ -40,7 +45,7 @@ std::string SE_Defragmentation(Program_State& state, Ui& ui, Clock& clock,
     if (lock.Status() == Database_Lock::State::Busy ||
         (lock.Held() && Defrag_File_Busy(work_path))) {
         ui.Message_Box("Невозможно провести дефрагментацию!", box::Stop, "Ошибка!");
-        return "$ERROR$";
+        return ended(Defrag_Outcome::Refused);
     }
     Ui_Progress_Display display(ui, Progress_Target::Form, false);
     Pass_Progress progress(display, clock, Progress_Target::Form, Defrag_Progress_Interval);
@@ -52,18 +57,19 @@ std::string SE_Defragmentation(Program_State& state, Ui& ui, Clock& clock,
         compacted = Compact_Database(database_path, work_path, lock, uncounted, progress, failure,
                                      refusal, kept);
     else
-        failure = {std::strerror(lock.Error()), lock.Error()};
+        failure = {std::strerror(lock.Error()), lock.Error(), database_path};
     if (refusal_out != nullptr)
         *refusal_out = refusal;
     if (refusal.refused) {
         ui.Message_Box(Defrag_Refusal_Text(refusal), box::Stop, "Ошибка!");
-        return "$ERROR$";
+        return ended(Defrag_Outcome::Refused);
     }
     if (!compacted) {
         // The work file stays: the next attempt clears it.
         Fatal_Error(ui, std::string(fatal_site::Defrag_Module) + "\r\n" + failure.description,
-                    std::string(fatal_site::Defrag_Code) + Hex_Number(failure.number));
-        return "$ERROR$";
+                    std::string(fatal_site::Defrag_Code) + Hex_Number(failure.number),
+                    failure.path + ": " + failure.description);
+        return ended(Defrag_Outcome::Failed);
     }
     Remove_File(work_path);
     // The box below may wait on the user for long: other writers go on meanwhile.
@@ -74,7 +80,7 @@ std::string SE_Defragmentation(Program_State& state, Ui& ui, Clock& clock,
                    "Дефрагментация");
     Rebuild_All(state, ui, clock, Progress_Target::Form);
     ui.Main_Window_Enabled(true);
-    return "$ERROR$";
+    return ended(Defrag_Outcome::Done);
 }
 
 void Reindex_Database(Program_State& state, Ui& ui, Clock& clock) {

@@ -51,7 +51,10 @@ Dated_Totals_Result Dated_Totals(const std::string& database_path, const std::st
         }
     }
 
-    result.write_failure = totals.Write(totals_path);
+    // A database that could not be read leaves totals that are not whole.
+    result.write_failure.Note(extent.read_error == 0, database_path, extent.read_error);
+    result.write_failure.Note(reader.Read_Failure());
+    result.write_failure.Note(totals.Write(totals_path));
     progress.Report(i, n + 1);
     return result;
 }

@@ -11,7 +11,7 @@ namespace td {
 
 struct Dated_Totals_Result {
     bool out_of_memory = false; // the totals can't be had: nothing was touched
-    File_Failure write_failure;
+    File_Failure write_failure; // also a read of the database that failed
 };
 
 // Unredeemed litres sold not after `date`, per company, into `totals_file`. The company file is

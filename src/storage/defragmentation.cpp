@@ -1,6 +1,7 @@
 #include "storage/defragmentation.h"
 
 #include "storage/defrag_hook.h"
+#include "storage/file_failure.h"
 #include "storage/file_safety.h"
 #include "storage/header.h"
 #include "storage/record_file.h"
@@ -24,10 +25,10 @@ std::size_t Block_Tickets = 65536;
 
 namespace {
 
-Defrag_Failure Failure_From_Errno(int error) {
+Defrag_Failure Failure_From_Errno(int error, const std::string& path) {
     if (error == 0)
         error = EIO;
-    return {std::strerror(error), error};
+    return {System_Reason(error), error, path};
 }
 
 void Step_Done() {
@@ -73,14 +74,16 @@ bool Compact_Database(const std::string& database_path, const std::string& work_
     refusal = Defrag_Refusal{};
     if (!lock.Covers(database_path)) {
         // Without the lock another writer could change the file under the copy.
-        failure = {"The database is not locked", EWOULDBLOCK};
+        failure = {"The database is not locked", EWOULDBLOCK, database_path};
         return false;
     }
     const Database_Extent extent = Read_Database_Extent(database_path);
     if (!extent.ok || extent.count < 0 || extent.count > Max_Ticket_Count) {
         // Compacting a database whose header can't be read would throw its tickets away.
-        failure = File_Exists(database_path) ? Defrag_Failure{"Bad database header", EINVAL}
-                                             : Failure_From_Errno(ENOENT);
+        failure = extent.read_error != 0 ? Failure_From_Errno(extent.read_error, database_path)
+                  : File_Exists(database_path)
+                      ? Defrag_Failure{"Bad database header", EINVAL, database_path}
+                      : Failure_From_Errno(ENOENT, database_path);
         return false;
     }
     const long long n = extent.count;
@@ -89,7 +92,7 @@ bool Compact_Database(const std::string& database_path, const std::string& work_
     errno = 0;
     Record_File database(database_path, Ticket_Record_Size, Record_File::Mode::Read_Only);
     if (!database.Is_Open()) {
-        failure = Failure_From_Errno(errno);
+        failure = Failure_From_Errno(database.Error(), database_path);
         return false;
     }
     if (uncounted == Defrag_Uncounted::Refuse) {
@@ -108,7 +111,7 @@ bool Compact_Database(const std::string& database_path, const std::string& work_
     errno = 0;
     Record_File work(work_path, Ticket_Record_Size);
     if (!work.Is_Open()) {
-        failure = Failure_From_Errno(errno);
+        failure = Failure_From_Errno(work.Error(), work_path);
         return false;
     }
     progress.Open();
@@ -127,8 +130,9 @@ bool Compact_Database(const std::string& database_path, const std::string& work_
         if (first + offset < 1 ||
             !database.Read_Block(static_cast<std::uint64_t>(first + offset),
                                  static_cast<std::uint64_t>(count), in.data())) {
-            failure = first + offset < 1 ? Defrag_Failure{"Bad record number", EINVAL}
-                                         : Failure_From_Errno(errno);
+            failure = first + offset < 1
+                          ? Defrag_Failure{"Bad record number", EINVAL, database_path}
+                          : Failure_From_Errno(database.Error(), database_path);
             return false;
         }
         out.clear();
@@ -147,8 +151,9 @@ bool Compact_Database(const std::string& database_path, const std::string& work_
             if (first_kept + offset < 1 ||
                 !work.Write_Block(static_cast<std::uint64_t>(first_kept + offset),
                                   out.size() / Ticket_Record_Size, out.data())) {
-                failure = first_kept + offset < 1 ? Defrag_Failure{"Bad record number", EINVAL}
-                                                  : Failure_From_Errno(errno);
+                failure = first_kept + offset < 1
+                              ? Defrag_Failure{"Bad record number", EINVAL, work_path}
+                              : Failure_From_Errno(work.Error(), work_path);
                 return false;
             }
             Step_Done();
@@ -164,7 +169,7 @@ bool Compact_Database(const std::string& database_path, const std::string& work_
     const bool header_written = Create_Header(work_path, static_cast<long>(kept));
     const int header_error = errno;
     if (!header_written) {
-        failure = Failure_From_Errno(header_error);
+        failure = Failure_From_Errno(header_error, work_path);
         return false;
     }
     Step_Done();
@@ -175,14 +180,14 @@ bool Compact_Database(const std::string& database_path, const std::string& work_
         ::chmod(work_path.c_str(), old_stat.st_mode & 07777);
     int error = 0;
     if (!Sync_Path(work_path, O_RDONLY, error)) {
-        failure = Failure_From_Errno(error);
+        failure = Failure_From_Errno(error, work_path);
         return false;
     }
     Step_Done();
     // A linked database is replaced at its target; the link stays.
     const std::string& real_database = lock.Real_Path();
     if (::rename(work_path.c_str(), real_database.c_str()) != 0) {
-        failure = Failure_From_Errno(errno);
+        failure = Failure_From_Errno(errno, real_database);
         return false;
     }
     Step_Done();

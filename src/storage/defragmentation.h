@@ -23,6 +23,7 @@ bool Defrag_File_Busy(const std::string& work_path);
 struct Defrag_Failure {
     std::string description; // the system's words
     long number = 0;         // the system's error number
+    std::string path;        // the file it happened to
 };
 
 // What to do with whole records behind the header's count, and with a header whose checksum

@@ -41,12 +41,18 @@ std::string Hex_Upper_Padded(std::uint32_t value) {
 // Reads the first `wanted` text lines of a file as sequential reading sees them: a line ends at
 // CR LF or at a lone CR (a lone LF is an ordinary character), and text after the last line end is
 // a line of its own. Stops reading as soon as the lines are complete, so a database of any size
-// costs one small read. False if the file can't be opened or read.
-bool Read_Text_Lines(const std::string& file, std::size_t wanted, std::vector<std::string>& lines) {
+// costs one small read. False if the file can't be opened or read (`error` then says why).
+bool Read_Text_Lines(const std::string& file, std::size_t wanted, std::vector<std::string>& lines,
+                     int* error = nullptr) {
     lines.clear();
     Record_File in;
-    if (!in.Open(file, 1, Record_File::Mode::Read_Only))
+    auto failed = [&in, error] {
+        if (error != nullptr)
+            *error = in.Error();
         return false;
+    };
+    if (!in.Open(file, 1, Record_File::Mode::Read_Only))
+        return failed();
     const std::uint64_t size = in.Size();
     std::string current;
     bool pending_cr = false; // the last byte was a CR: a following LF belongs to that line end
@@ -56,7 +62,7 @@ bool Read_Text_Lines(const std::string& file, std::size_t wanted, std::vector<st
         std::size_t n =
             static_cast<std::size_t>(std::min<std::uint64_t>(chunk.size(), size - offset));
         if (!in.Read_Bytes(offset, n, chunk.data()))
-            return false;
+            return failed();
         offset += n;
         for (std::size_t i = 0; i < n && lines.size() < wanted; ++i) {
             char c = static_cast<char>(chunk[i]);
@@ -160,10 +166,12 @@ bool Create_Header(const std::string& file, std::optional<long> ticket_count) {
     return ok;
 }
 
-std::string Read_Header(const std::string& file, Header_Info& info) {
+std::string Read_Header(const std::string& file, Header_Info& info, int* read_error) {
     info = Header_Info{};
     std::vector<std::string> lines;
-    const bool readable = Read_Text_Lines(file, 6, lines);
+    if (read_error != nullptr)
+        *read_error = 0;
+    const bool readable = Read_Text_Lines(file, 6, lines, read_error);
     // Fields are taken line by line, so a short file leaves the ones before the failure set.
     if (readable && !lines.empty())
         info.header_version = Version_Value(lines[0]);
@@ -242,7 +250,7 @@ std::string Ticket_Count_Fault(double count) {
 Database_Extent Read_Database_Extent(const std::string& database_path) {
     Header_Info info;
     Database_Extent extent;
-    const bool read = Read_Header(database_path, info) == "Ok";
+    const bool read = Read_Header(database_path, info, &extent.read_error) == "Ok";
     long long offset = 0, count = -1;
     const bool offset_whole = Whole_Number(info.records_offset, offset);
     const bool numbers = offset_whole && Whole_Number(info.count, count);

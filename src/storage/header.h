@@ -33,8 +33,10 @@ struct Header_Info {
     double count = 0;
 };
 
-// "Ok" or "$ERROR$" (then data_type = "$ERROR$", count = -1).
-std::string Read_Header(const std::string& file, Header_Info& info);
+// "Ok" or "$ERROR$" (then data_type = "$ERROR$", count = -1). With `read_error`, the system's
+// error number when the file could not be opened or read (0 when it was read, whether its head
+// parses or not): a head that can't be read is not a head that is damaged.
+std::string Read_Header(const std::string& file, Header_Info& info, int* read_error = nullptr);
 
 // The header can't hold more than 8 digits; any count above is a damaged header.
 inline constexpr long long Max_Ticket_Count = 99999999;
@@ -51,6 +53,7 @@ struct Database_Extent {
     long long offset = 0;
     long long count = -1;
     double header_count = -1; // the count as the header gave it
+    int read_error = 0;       // the system's error number when the file could not be read
 };
 Database_Extent Read_Database_Extent(const std::string& database_path);
 

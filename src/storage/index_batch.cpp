@@ -61,19 +61,18 @@ void Index_Batch::Write(const std::string& folder, const Z_Count_Table& counts, 
                 const auto count = std::min<std::int64_t>(Piece_Entries, run.count - done);
                 failure.Note(file.Write_Block(static_cast<std::uint64_t>(run.first + done),
                                               static_cast<std::uint64_t>(count), run.pieces[k]),
-                             file.Path(), file.Error());
+                             file);
             }
         }
         if (headers && Has_Z_Header(pair.first, pair.second))
-            failure.Note(Write_Z_Header(counts, file, pair.first, pair.second), file.Path(),
-                         file.Error());
+            failure.Note(Write_Z_Header(counts, file, pair.first, pair.second), file);
     }
     if (!headers)
         return;
     Each_Z_Header_Pair([&](int fuel, int volume) {
         if (pairs_.find({fuel, volume}) == pairs_.end()) {
             Record_File file(Data_File_Path(folder, Z_File_Name(fuel, volume)), Z_Record_Size);
-            failure.Note(Write_Z_Header(counts, file, fuel, volume), file.Path(), file.Error());
+            failure.Note(Write_Z_Header(counts, file, fuel, volume), file);
         }
     });
 }
@@ -82,7 +81,7 @@ File_Failure Write_Z_Headers(const std::string& folder, const Z_Count_Table& cou
     File_Failure failure;
     Each_Z_Header_Pair([&](int fuel, int volume) {
         Record_File file(Data_File_Path(folder, Z_File_Name(fuel, volume)), Z_Record_Size);
-        failure.Note(Write_Z_Header(counts, file, fuel, volume), file.Path(), file.Error());
+        failure.Note(Write_Z_Header(counts, file, fuel, volume), file);
     });
     return failure;
 }

@@ -58,6 +58,8 @@ Rebuild_Result Rebuild_Derived_Data(const Pass_Files& files, Rebuild_Mode mode, 
         result.tickets = extent.header_read ? extent.count : -1;
         ticket_table.assign(1, Ticket_Record{});
         result.outcome = Rebuild_Result::Outcome::No_Header;
+        // A head that could not even be read leaves the derived data behind the database.
+        result.write_failure.Note(extent.read_error == 0, database_path, extent.read_error);
         return result;
     }
     // A count no database can have (negative, beyond 8 digits) counts no tickets: the loop over
@@ -176,12 +178,14 @@ Rebuild_Result Rebuild_Derived_Data(const Pass_Files& files, Rebuild_Mode mode, 
     }
 
     File_Failure& failure = result.write_failure;
+    // Tickets that could not be read are missing from everything below.
+    failure.Note(reader.Read_Failure());
     index.Write(files.data_folder, counts, !full, failure);
     if (full) {
         if (!user_records.empty())
             failure.Note(user_cache.Write_Block(1, user_records.size() / Cache_User_Record_Size,
                                                 user_records.data()),
-                         user_cache.Path(), user_cache.Error());
+                         user_cache);
         failure.Note(company_totals.Write(diff_path));
         failure.Note(station_totals.Write(used_path));
     }

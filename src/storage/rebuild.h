@@ -37,8 +37,8 @@ struct Rebuild_Result {
     // What is wrong with the header's count when it can't be a number of tickets (negative, more
     // than 8 digits): the pass then ran as for an empty database. Empty when the count is sound.
     std::string count_fault;
-    double header_count = 0; // the count as the header gave it
-    File_Failure write_failure;
+    double header_count = 0;    // the count as the header gave it
+    File_Failure write_failure; // also a read of the database that failed
 };
 
 // Rebuilds `table` (element 0 unused) and adds to `counts` from the database. Every statement

@@ -1,5 +1,7 @@
 #include "storage/record_file.h"
 
+#include "storage/file_failure.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
@@ -10,6 +12,10 @@
 #include <utility>
 
 namespace td {
+
+namespace record_file_hook {
+std::atomic<long long> Write_Budget{-1};
+} // namespace record_file_hook
 
 namespace {
 
@@ -51,8 +57,22 @@ bool Read_At(int fd, std::uint64_t offset, std::uint64_t length, std::uint8_t* o
     return true;
 }
 
-// Writing past the end lets the system fill the gap with zeros, which is the format's rule.
-bool Write_At(int fd, std::uint64_t offset, std::uint64_t length, const std::uint8_t* data) {
+// How much of a write of `length` bytes the test budget lets through (all of it when no budget
+// is set), taken off the budget.
+std::uint64_t Budgeted(std::uint64_t length) {
+    long long budget = record_file_hook::Write_Budget.load();
+    const auto wanted = static_cast<long long>(std::min(length, Max_Offset));
+    while (budget >= 0) {
+        const long long granted = std::min(budget, wanted);
+        if (record_file_hook::Write_Budget.compare_exchange_weak(budget, budget - granted))
+            return static_cast<std::uint64_t>(granted);
+    }
+    return length;
+}
+
+// Writes all of `length` bytes at `offset`. Writing past the end lets the system fill the gap with
+// zeros, which is the format's rule.
+bool Write_All(int fd, std::uint64_t offset, std::uint64_t length, const std::uint8_t* data) {
     std::uint64_t done = 0;
     while (done < length) {
         ssize_t n = ::pwrite(fd, data + done, length - done, static_cast<off_t>(offset + done));
@@ -61,11 +81,25 @@ bool Write_At(int fd, std::uint64_t offset, std::uint64_t length, const std::uin
                 continue;
             return false;
         }
-        if (n == 0)
+        if (n == 0) {
+            errno = EIO;
             return false;
+        }
         done += static_cast<std::uint64_t>(n);
     }
     return true;
+}
+
+// A write within the test budget: what the budget lets through goes to disk, then ENOSPC.
+bool Write_At(int fd, std::uint64_t offset, std::uint64_t length, const std::uint8_t* data) {
+    const std::uint64_t allowed = Budgeted(length);
+    if (allowed < length) {
+        if (allowed > 0 && !Write_All(fd, offset, allowed, data))
+            return false;
+        errno = ENOSPC;
+        return false;
+    }
+    return Write_All(fd, offset, length, data);
 }
 
 } // namespace
@@ -109,7 +143,9 @@ bool Record_File::Open(const std::string& path, std::size_t record_length, Mode 
     error_ = 0;
     if (record_length == 0 || path.empty())
         return Failed(EINVAL);
-    int flags = O_CLOEXEC | (mode == Mode::Read_Write ? (O_RDWR | O_CREAT) : O_RDONLY);
+    // O_NONBLOCK keeps the open of a FIFO from waiting for its other end; on a regular file it
+    // changes nothing, and it is taken off again before any read or write.
+    int flags = O_CLOEXEC | O_NONBLOCK | (mode == Mode::Read_Write ? (O_RDWR | O_CREAT) : O_RDONLY);
     int fd;
     do {
         fd = ::open(path.c_str(), flags, 0666);
@@ -117,8 +153,17 @@ bool Record_File::Open(const std::string& path, std::size_t record_length, Mode 
     if (fd < 0)
         return Failed(errno);
     struct stat st {};
-    if (::fstat(fd, &st) != 0 || S_ISDIR(st.st_mode)) {
-        const int error = S_ISDIR(st.st_mode) ? EISDIR : errno;
+    int error = 0;
+    if (::fstat(fd, &st) != 0)
+        error = errno;
+    else if (S_ISDIR(st.st_mode))
+        error = EISDIR;
+    else if (!S_ISREG(st.st_mode))
+        error = Not_A_Regular_File;
+    else if (const int status = ::fcntl(fd, F_GETFL);
+             status < 0 || ::fcntl(fd, F_SETFL, status & ~O_NONBLOCK) != 0)
+        error = errno;
+    if (error != 0) {
         ::close(fd);
         return Failed(error);
     }

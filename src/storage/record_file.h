@@ -3,6 +3,7 @@
 // as the random-access open of the system did.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -21,7 +22,9 @@ public:
     Record_File(Record_File&& other) noexcept;
     Record_File& operator=(Record_File&& other) noexcept;
 
-    // False if the file could not be opened (or, read-only, does not exist).
+    // False if the file could not be opened (or, read-only, does not exist). Only regular files
+    // are opened: a folder fails with EISDIR, anything else (a FIFO, a device) with
+    // Not_A_Regular_File, without waiting for a writer or reader at the other end.
     bool Open(const std::string& path, std::size_t record_length, Mode mode = Mode::Read_Write);
     bool Is_Open() const { return fd_ >= 0; }
     void Close();
@@ -66,5 +69,12 @@ private:
 
 bool File_Exists(const std::string& path);
 bool Remove_File(const std::string& path);
+
+// A test seam for write failures: while `Write_Budget` is not negative, the writes of every
+// Record_File may put that many more bytes on disk, and the write that would pass it puts what
+// is left and fails with ENOSPC, as a disk that fills up does. The program never sets it.
+namespace record_file_hook {
+extern std::atomic<long long> Write_Budget;
+} // namespace record_file_hook
 
 } // namespace td

@@ -40,11 +40,12 @@ bool Walk_Records(const Record_File& file, std::uint64_t limit, Visit visit) {
 
 constexpr std::uint64_t No_Limit = ~std::uint64_t{0} >> 1;
 
-// First record number whose Exists byte is not 1: a free slot, or the end of the file.
+// First record number whose Exists byte is 0: a free slot, or the end of the file. A slot that
+// holds any other value is taken: a loaded company marks itself so, and tickets may point to it.
 std::uint64_t First_Free_Slot(const Record_File& file) {
     std::uint64_t free_slot = 0;
     bool ok = Walk_Records(file, No_Limit, [&](std::uint64_t number, const std::uint8_t* raw) {
-        if (bytes::Get_U8(raw) == 1)
+        if (bytes::Get_U8(raw) != 0)
             return true;
         free_slot = number;
         return false;
@@ -53,18 +54,18 @@ std::uint64_t First_Free_Slot(const Record_File& file) {
 }
 
 template <typename Record>
-long Append_Record(const std::string& path, std::size_t record_length, const Record& record) {
+long Append_Record(const std::string& path, std::size_t record_length, const Record& record,
+                   File_Failure* failure) {
     Record_File file;
-    if (!file.Open(path, record_length, Record_File::Mode::Read_Write))
-        return 0;
-    const std::uint64_t slot = First_Free_Slot(file);
-    if (slot == 0)
-        return 0;
+    std::uint64_t slot = 0;
     std::vector<std::uint8_t> raw(record_length);
     Encode(record, raw.data());
-    if (!file.Write(slot, raw.data()) || !file.Sync())
-        return 0;
-    return static_cast<long>(slot);
+    const bool ok = file.Open(path, record_length, Record_File::Mode::Read_Write) &&
+                    (slot = First_Free_Slot(file)) != 0 && file.Write(slot, raw.data()) &&
+                    file.Sync();
+    if (!ok && failure != nullptr)
+        failure->Note(false, path, file.Error());
+    return ok ? static_cast<long>(slot) : 0;
 }
 
 } // namespace
@@ -88,19 +89,20 @@ long Load_Company_Table(const std::string& company_file, std::vector<Company_Rec
     return next;
 }
 
-long Add_Name_Record(const std::string& file, const std::string& name) {
+long Add_Name_Record(const std::string& file, const std::string& name, File_Failure* failure) {
     Name_Record record;
     record.Exists = 1;
     record.Name = name;
-    return Append_Record(file, Name_Record_Size, record);
+    return Append_Record(file, Name_Record_Size, record, failure);
 }
 
-long Add_Company_Record(const std::string& file, const Company_Record& record) {
+long Add_Company_Record(const std::string& file, const Company_Record& record,
+                        File_Failure* failure) {
     // A company added by hand has a name only; its four codes stay empty.
     Company_Record added;
     added.Exists = 1;
     added.Name = record.Name;
-    return Append_Record(file, Company_Record_Size, added);
+    return Append_Record(file, Company_Record_Size, added, failure);
 }
 
 std::vector<Fuel_Record> Read_Fuel_Slots(const std::string& fuel_file) {

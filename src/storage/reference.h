@@ -1,6 +1,7 @@
 // The reference files: towns, companies, stations, fuel grades, user volumes.
 #pragma once
 
+#include "storage/file_failure.h"
 #include "storage/records.h"
 
 #include <string>
@@ -13,12 +14,14 @@ namespace td {
 // Returns Company_Count = n + 1: the first free record number.
 long Load_Company_Table(const std::string& company_file, std::vector<Company_Record>& table);
 
-// Reads records from 1 upward until one has Exists other than 1 and writes the new name there
-// with Exists = 1. Works for towns and stations (Name_Record). Returns the record number, or 0
-// on a failure of the file.
-long Add_Name_Record(const std::string& file, const std::string& name);
+// Reads records from 1 upward until one has Exists = 0 (a read past the end gives one) and writes
+// the new name there with Exists = 1. Works for towns and stations (Name_Record). Returns the
+// record number, or 0 on a failure of the file, which `failure` then names.
+long Add_Name_Record(const std::string& file, const std::string& name,
+                     File_Failure* failure = nullptr);
 // The same for a company added by hand: only Exists and Name are set.
-long Add_Company_Record(const std::string& file, const Company_Record& record);
+long Add_Company_Record(const std::string& file, const Company_Record& record,
+                        File_Failure* failure = nullptr);
 
 // The eight fuel slots (records 1 to 8); missing records come back as zero records.
 std::vector<Fuel_Record> Read_Fuel_Slots(const std::string& fuel_file);

@@ -28,7 +28,7 @@ void Wait_Beyond(std::atomic<long long>& counter, long long value) {
 
 } // namespace
 
-void Read_Tickets(const Record_File& file, long long offset, long long first, long long count,
+bool Read_Tickets(const Record_File& file, long long offset, long long first, long long count,
                   Ticket_Record* out, const Ticket_Record& previous) {
     // Record numbers start at 1; with an odd offset the first tickets have none.
     const long long end = first + count;
@@ -39,6 +39,7 @@ void Read_Tickets(const Record_File& file, long long offset, long long first, lo
                              static_cast<std::uint64_t>(end - readable_from),
                              reinterpret_cast<std::uint8_t*>(out + (readable_from - first)));
     std::fill(out, out + (ok ? readable_from - first : count), previous);
+    return ok;
 }
 
 long long Tickets_In_File(std::uint64_t file_size, long long offset, long long count) {
@@ -86,7 +87,7 @@ Ticket_Record* Ticket_Reader::Destination(long long block) {
 void Ticket_Reader::Read(long long block) {
     Ticket_Record* out = Destination(block);
     const long long count = Count_Of(block);
-    Read_Tickets(file_, offset_, First_Of(block), count, out, previous_);
+    read_failure_.Note(Read_Tickets(file_, offset_, First_Of(block), count, out, previous_), file_);
     previous_ = out[count - 1];
 }
 

@@ -3,6 +3,7 @@
 // database out of the page cache and the pass's own work overlap.
 #pragma once
 
+#include "storage/file_failure.h"
 #include "storage/record_file.h"
 #include "storage/records.h"
 
@@ -15,8 +16,8 @@ namespace td {
 
 // Reads tickets first..first+count-1 into `out`. A ticket whose record can't be read (an I/O
 // error, or a record number below 1 under an odd offset) gets `previous`: a pass keeps the
-// previous content of its working record, as a failed read leaves it.
-void Read_Tickets(const Record_File& file, long long offset, long long first, long long count,
+// previous content of its working record, as a failed read leaves it. False on an I/O error.
+bool Read_Tickets(const Record_File& file, long long offset, long long first, long long count,
                   Ticket_Record* out, const Ticket_Record& previous);
 
 // How many of tickets 1..count (ticket i at record i + offset) have a record that begins inside a
@@ -45,6 +46,9 @@ public:
     // until the next call.
     const Ticket_Record* Next();
 
+    // The first read of the database that failed, among the blocks Next() has handed out.
+    const File_Failure& Read_Failure() const { return read_failure_; }
+
 private:
     Ticket_Record* Destination(long long block);
     void Read(long long block);
@@ -57,7 +61,8 @@ private:
     Ticket_Record* table_;
     // Ring_Blocks buffers when there is no table; left unfilled, since every read overwrites them.
     std::unique_ptr<std::byte[]> ring_;
-    Ticket_Record previous_{}; // the last ticket read, for the unreadable ones after it
+    Ticket_Record previous_{};  // the last ticket read, for the unreadable ones after it
+    File_Failure read_failure_; // written by the reading side, published with read_
 
     long long next_ = 0;              // the block Next() hands out next
     std::atomic<long long> read_{0};  // blocks read so far

@@ -5,8 +5,7 @@ namespace td {
 File_Failure Totals::Write(const std::string& path) const {
     Record_File file(path, Cache_Record_Size);
     File_Failure failure;
-    failure.Note(file.Write_Block(1, static_cast<std::uint64_t>(elements_), bytes_.data()), path,
-                 file.Error());
+    failure.Note(file.Write_Block(1, static_cast<std::uint64_t>(elements_), bytes_.data()), file);
     return failure;
 }
 

@@ -4,10 +4,15 @@
 #include "catalogues/establishmts.h"
 #include "catalogues/usr_vol.h"
 #include "storage/cache_fixture.h"
+#include "storage/file_failure.h"
+#include "storage/record_file.h"
 #include "storage/reference.h"
 
+#include <filesystem>
 #include <gtest/gtest.h>
+#include <limits>
 #include <string>
+#include <sys/stat.h>
 #include <vector>
 
 namespace td::test {
@@ -314,6 +319,62 @@ TEST_F(Catalogue_Test, TheTwoHundredFirstVolumeGivesTheLimitMessage) {
     ASSERT_EQ(on_file.size(), 200u);
     EXPECT_EQ(on_file.back(), 35.0); // the row before the limit is written
     EXPECT_EQ(File_Bytes("UsVol.dat").size(), 200u * 16);
+}
+
+// ---- files that can't be written ------------------------------------------------------------
+
+// A price the screen itself wrote, in the exponent form, saves again as the number it was.
+TEST_F(Catalogue_Test, PricesInTheExponentFormSaveAgain) {
+    const double old_date = Date_Serial(2023, 5, 1);
+    Write_Fuel(1, "Газ", 7.74860418548935e-304, old_date);
+    Write_Fuel(2, "Мазут", std::numeric_limits<double>::max(), old_date);
+    Write_Fuel(3, "Керосин", -2.5e-7, old_date);
+    CLM_Form form(state, ui, clock);
+    form.Form_Load();
+    EXPECT_EQ(form.MSFlexGrid1.Text(1, 1), "7,74860418548935E-304");
+    EXPECT_EQ(form.MSFlexGrid1.Text(2, 1), "1,79769313486232E+308");
+    EXPECT_EQ(form.MSFlexGrid1.Text(3, 1), "-2,5E-07");
+    ASSERT_TRUE(form.Command1_Click());
+    EXPECT_TRUE(ui.boxes.empty());
+    const std::vector<Fuel_Record> slots = Read_Fuel_Slots(Path("Fuel.dat"));
+    EXPECT_EQ(slots[0].Price, 7.74860418548935e-304);
+    EXPECT_EQ(slots[1].Price, std::numeric_limits<double>::max());
+    EXPECT_EQ(slots[2].Price, -2.5e-7);
+}
+
+TEST_F(Catalogue_Test, SavesIntoAFileThatCantBeWrittenSayWhichAndWhy) {
+    // The fuel file is a folder: nothing can be read or written, the screen stays open.
+    ASSERT_TRUE(std::filesystem::create_directory(Path("Fuel.dat")));
+    EXPECT_FALSE(Save_Fuel_Price("12,5"));
+    ASSERT_EQ(ui.boxes.size(), 1u);
+    EXPECT_EQ(ui.boxes[0].text, "Не удалось записать файл " + Path("Fuel.dat") +
+                                    ": Is a directory. Сохранены только строки до 1-й.");
+    EXPECT_EQ(ui.boxes[0].flags, 16);
+    EXPECT_EQ(ui.boxes[0].title, "Справочник ГСМ");
+
+    // The stations file is a FIFO: refused at once, not waited on.
+    ASSERT_EQ(::mkfifo(Path("Establishments.dat").c_str(), 0644), 0);
+    Establishmts stations(state, &ui);
+    stations.Form_Load();
+    stations.MSFlexGrid1.Set_Text(3, 1, "Новая");
+    EXPECT_FALSE(stations.Command1_Click());
+    EXPECT_FALSE(stations.closed);
+    EXPECT_EQ(stations.save_failure.path, Path("Establishments.dat"));
+    EXPECT_EQ(stations.save_failure.error, Not_A_Regular_File);
+    ASSERT_EQ(ui.boxes.size(), 2u);
+    EXPECT_EQ(ui.boxes[1].text, "Не удалось записать файл " + Path("Establishments.dat") +
+                                    ": Not a regular file. Сохранены только строки до 1-й.");
+    EXPECT_EQ(ui.boxes[1].title, "Заправки");
+
+    // The volume file fills the disk on the second new volume: the first stays written.
+    record_file_hook::Write_Budget = User_Volume_Record_Size;
+    EXPECT_FALSE(Save_Volumes({"35", "45"}));
+    record_file_hook::Write_Budget = -1;
+    EXPECT_EQ(Read_User_Volumes(Path("UsVol.dat")), std::vector<double>{35});
+    ASSERT_EQ(ui.boxes.size(), 3u);
+    EXPECT_EQ(ui.boxes[2].text, "Не удалось записать файл " + Path("UsVol.dat") +
+                                    ": No space left on device. Сохранены только строки до 2-й.");
+    EXPECT_EQ(ui.boxes[2].title, "Новая серия талонов по литражу");
 }
 
 } // namespace

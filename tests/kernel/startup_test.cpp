@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 namespace {
 
@@ -156,6 +157,81 @@ TEST_F(Startup, DamagedHeadIsRewrittenAndRecordsKept) {
     EXPECT_EQ(after.substr(0, 21), "TD HDR *Ver 1.84.745*");
 }
 
+// Only a missing database or a damaged head gets a new header. A file that exists but can't be
+// opened or read ends the start with the file and the reason, and keeps its bytes: a passing
+// read error must never cost the tickets.
+TEST_F(Startup, ADatabaseThatCantBeOpenedEndsTheStartAndStaysAsItIs) {
+    home.Write("td.ini", Minimal_Ini);
+    std::filesystem::create_directory(home.File("data"));
+    const std::string database = home.File("data/TD.cdb");
+    auto Expect_Fatal = [&](const std::string& reason, const std::string& code) {
+        EXPECT_THROW(Start(), Process_Ended);
+        ASSERT_EQ(ui.fatals.size(), 1u);
+        EXPECT_EQ(ui.fatals[0].module_path,
+                  "Tally_depot\\Main\\Cannot read " + database + ": " + reason);
+        EXPECT_EQ(ui.fatals[0].code, code);
+        EXPECT_FALSE(home.Exists("data/Work.$$$"));
+    };
+
+    std::filesystem::create_directory(database);
+    Expect_Fatal("Is a directory", "0x4B");
+    EXPECT_TRUE(std::filesystem::is_directory(database));
+    std::filesystem::remove(database);
+
+    ASSERT_EQ(::mkfifo(database.c_str(), 0644), 0);
+    Expect_Fatal("Not a regular file", "0x4B");
+    EXPECT_TRUE(std::filesystem::is_fifo(database));
+    std::filesystem::remove(database);
+
+    std::filesystem::create_symlink("TD.cdb", database);
+    Expect_Fatal("Too many levels of symbolic links", "0x4B");
+    EXPECT_TRUE(std::filesystem::is_symlink(database));
+    std::filesystem::remove(database);
+
+    // A link to a file that doesn't exist yet is a database that doesn't exist yet.
+    std::filesystem::create_symlink("real.cdb", database);
+    Start();
+    EXPECT_TRUE(home.Exists("data/real.cdb"));
+    EXPECT_EQ(State().Ticket_Count, 0);
+}
+
+TEST_F(Startup, TotalsFilesAndAHeaderThatCantBeWrittenSayWhichAndWhy) {
+    home.Write("td.ini", Minimal_Ini);
+    std::filesystem::create_directory(home.File("data"));
+    std::filesystem::create_directory(home.File("data/Cache_u.dat"));
+    EXPECT_THROW(Start(), Process_Ended);
+    ASSERT_EQ(ui.fatals.size(), 1u);
+    EXPECT_EQ(ui.fatals[0].module_path, "Tally_depot\\Main\\Cannot open " +
+                                            home.File("data/Cache_u.dat") + ": Is a directory");
+    std::filesystem::remove(home.File("data/Cache_u.dat"));
+
+    // The disk fills up in the middle of the new header.
+    Start();
+    Shutdown_Steps(State(), store);
+    std::filesystem::remove(home.File("data/TD.cdb"));
+    record_file_hook::Write_Budget = 100;
+    EXPECT_THROW(Start(), Process_Ended);
+    record_file_hook::Write_Budget = -1;
+    ASSERT_EQ(ui.fatals.size(), 1u);
+    EXPECT_EQ(ui.fatals[0].module_path, "Tally_depot\\Main\\Cannot create the database header of " +
+                                            home.File("data/TD.cdb") + ": No space left on device");
+    EXPECT_EQ(ui.fatals[0].code, "0x3D");
+    // The hundred bytes are no head: the next start writes a whole one.
+    EXPECT_EQ(Size_Of("data/TD.cdb"), 100u);
+    Start();
+    Header_Info header;
+    EXPECT_EQ(Read_Header(home.File("data/TD.cdb"), header), "Ok");
+    EXPECT_EQ(header.count, 0);
+}
+
+TEST_F(Startup, SettingsFileThatIsAFifoIsRefusedAtOnce) {
+    ASSERT_EQ(::mkfifo(home.File("td.ini").c_str(), 0644), 0);
+    EXPECT_THROW(Start(), Process_Ended);
+    ASSERT_EQ(ui.fatals.size(), 1u);
+    EXPECT_EQ(ui.fatals[0].module_path, "Std_Functions\\Get_Var");
+    EXPECT_EQ(ui.fatals[0].cause, home.File("td.ini") + ": Not a regular file");
+}
+
 TEST_F(Startup, SecondInstanceOrALockThatCantBeMadeIsRefusedBeforeAnythingIsTouched) {
     home.Write("td.ini", Minimal_Ini);
     auto exit_code = [this] {
@@ -190,6 +266,7 @@ TEST_F(Startup, MissingSettingsFileIsFatal) {
     ASSERT_EQ(ui.fatals.size(), 1u);
     EXPECT_EQ(ui.fatals[0].module_path, "Std_Functions\\Get_Var");
     EXPECT_EQ(ui.fatals[0].code, "0x07331056FFAD");
+    EXPECT_EQ(ui.fatals[0].cause, home.File("td.ini") + ": No such file or directory");
 }
 
 TEST_F(Startup, ConfirmExitAnsweredNoThenYes) {

@@ -1,9 +1,13 @@
 // Random access by record number: zeros past the end, extension with zeros, ragged file ends.
+#include "storage/file_failure.h"
 #include "storage/record_file.h"
 #include "support/temp_folder.h"
 
+#include <cerrno>
 #include <gtest/gtest.h>
 #include <numeric>
+#include <sys/stat.h>
+#include <unistd.h>
 #include <vector>
 
 namespace td {
@@ -141,6 +145,82 @@ TEST(RecordFile, BytesAtAnyOffsetAndMove) {
     assigned = std::move(moved);
     EXPECT_FALSE(moved.Is_Open());
     EXPECT_EQ(assigned.Size(), 8u);
+}
+
+// Sets the write budget of the file layer for one test and lifts it again.
+struct Write_Budget {
+    explicit Write_Budget(long long bytes) { record_file_hook::Write_Budget = bytes; }
+    ~Write_Budget() { record_file_hook::Write_Budget = -1; }
+};
+
+TEST(RecordFile, WhatIsNotARegularFileIsRefusedWithoutWaiting) {
+    Temp_Folder dir;
+    // A FIFO with nobody at the other end: an ordinary open would wait for ever.
+    ASSERT_EQ(::mkfifo(dir.File("fifo.dat").c_str(), 0644), 0);
+    for (auto mode : {Record_File::Mode::Read_Write, Record_File::Mode::Read_Only}) {
+        Record_File fifo;
+        EXPECT_FALSE(fifo.Open(dir.File("fifo.dat"), 8, mode));
+        EXPECT_EQ(fifo.Error(), Not_A_Regular_File);
+        EXPECT_EQ(fifo.Path(), dir.File("fifo.dat"));
+    }
+    struct stat info {};
+    ASSERT_EQ(::stat(dir.File("fifo.dat").c_str(), &info), 0);
+    EXPECT_TRUE(S_ISFIFO(info.st_mode)) << "the FIFO stays what it was";
+    EXPECT_EQ(System_Reason(Not_A_Regular_File), "Not a regular file");
+
+    Record_File device;
+    EXPECT_FALSE(device.Open("/dev/null", 8));
+    EXPECT_EQ(device.Error(), Not_A_Regular_File);
+
+    ASSERT_EQ(::mkdir(dir.File("folder.dat").c_str(), 0755), 0);
+    Record_File folder;
+    EXPECT_FALSE(folder.Open(dir.File("folder.dat"), 8, Record_File::Mode::Read_Only));
+    EXPECT_EQ(folder.Error(), EISDIR);
+    Bytes record(8, 0x11);
+    EXPECT_FALSE(folder.Write(1, record.data()));
+    EXPECT_EQ(folder.Error(), EISDIR) << "a later write keeps the reason of the open";
+
+    // A link to itself, and a link to a regular file, which opens as the file does.
+    ASSERT_EQ(::symlink("self.dat", dir.File("self.dat").c_str()), 0);
+    Record_File self;
+    EXPECT_FALSE(self.Open(dir.File("self.dat"), 8));
+    EXPECT_EQ(self.Error(), ELOOP);
+    Write_All_Bytes(dir.File("real.dat"), Pattern(16, 1));
+    ASSERT_EQ(::symlink("real.dat", dir.File("link.dat").c_str()), 0);
+    Record_File link(dir.File("link.dat"), 8);
+    ASSERT_TRUE(link.Is_Open());
+    ASSERT_TRUE(link.Read(2, record.data()));
+    EXPECT_EQ(record, Pattern(8, 9));
+    ASSERT_TRUE(link.Write(3, record.data())) << "writes go as before: no O_NONBLOCK is left";
+    EXPECT_EQ(Read_All_Bytes(dir.File("real.dat")).size(), 24u);
+}
+
+TEST(RecordFile, WriteBudgetFailsAsAFullDiskDoes) {
+    Temp_Folder dir;
+    const std::string path = dir.File("b.dat");
+    Record_File file(path, 72);
+    ASSERT_TRUE(file.Is_Open());
+    {
+        Write_Budget budget(100);
+        const Bytes three = Pattern(3 * 72, 0);
+        // What fits goes to disk, the rest fails with the reason of a full disk.
+        EXPECT_FALSE(file.Write_Block(1, 3, three.data()));
+        EXPECT_EQ(file.Error(), ENOSPC);
+        EXPECT_EQ(Read_All_Bytes(path), Bytes(three.begin(), three.begin() + 100));
+        EXPECT_EQ(record_file_hook::Write_Budget.load(), 0);
+        EXPECT_FALSE(file.Write_Bytes(500, 1, three.data()));
+        EXPECT_EQ(Read_All_Bytes(path).size(), 100u) << "nothing more is written";
+
+        File_Failure failure;
+        failure.Note(file.Write(1, three.data()), file);
+        EXPECT_EQ(failure.path, path);
+        EXPECT_EQ(failure.error, ENOSPC);
+        EXPECT_EQ(failure.Text(), path + ": No space left on device");
+    }
+    // Lifted: the program's normal state.
+    const Bytes record = Pattern(72, 7);
+    EXPECT_TRUE(file.Write(2, record.data()));
+    EXPECT_EQ(Read_All_Bytes(path).size(), 144u);
 }
 
 } // namespace

@@ -1,9 +1,12 @@
 // Reference files: loading stops at the first free slot, adding takes the lowest free slot.
 #include "base/text.h"
+#include "storage/file_failure.h"
 #include "storage/record_file.h"
 #include "storage/reference.h"
 #include "support/temp_folder.h"
 
+#include <cerrno>
+#include <filesystem>
 #include <gtest/gtest.h>
 #include <string>
 #include <vector>
@@ -96,10 +99,18 @@ TEST(Reference, AddingTakesTheLowestFreeSlot) {
     EXPECT_EQ(Bytes(file.begin() + 2 * Name_Record_Size, file.end()), Name(1, "Тула"));
     EXPECT_EQ(Add_Name_Record(towns, "Калуга"), 4);
 
-    // A slot whose Exists is anything but 1 is free, wherever it lies.
-    Write_All_Bytes(towns, Join({Name(1, "Москва"), Name(2, "мусор"), Name(1, "Тверь")}));
-    EXPECT_EQ(Add_Name_Record(towns, "Тула"), 2);
-    EXPECT_EQ(Read_Name_Records(towns, 3)[1].Name, Decode_Name(Name(1, "Тула").data()).Name);
+    // Only a slot whose Exists is 0 is free, wherever it lies; any other value is taken (2 is a
+    // loaded company that tickets may point to).
+    const Bytes taken = Join({Name(1, "Москва"), Name(2, "Загружена"), Name(255, "Другая"),
+                              Name(0, ""), Name(1, "Тверь")});
+    Write_All_Bytes(towns, taken);
+    EXPECT_EQ(Add_Name_Record(towns, "Тула"), 4);
+    file = Read_All_Bytes(towns);
+    ASSERT_EQ(file.size(), taken.size());
+    EXPECT_EQ(Bytes(file.begin(), file.begin() + 3 * Name_Record_Size),
+              Bytes(taken.begin(), taken.begin() + 3 * Name_Record_Size));
+    EXPECT_EQ(Bytes(file.begin() + 3 * Name_Record_Size, file.begin() + 4 * Name_Record_Size),
+              Name(1, "Тула"));
 
     // A missing file gets its first record; a ragged one is completed in place.
     EXPECT_EQ(Add_Name_Record(dir.File("Establishments.dat"), "Заправка"), 1);
@@ -108,6 +119,20 @@ TEST(Reference, AddingTakesTheLowestFreeSlot) {
     Write_All_Bytes(dir.File("ragged.dat"), ragged);
     EXPECT_EQ(Add_Name_Record(dir.File("ragged.dat"), "Тула"), 2);
     EXPECT_EQ(Read_All_Bytes(dir.File("ragged.dat")).size(), 2 * Name_Record_Size);
+
+    // A company file whose slot 2 holds a company loaded with Exists = 2 keeps it.
+    const std::string loaded = dir.File("loaded.dat");
+    Write_All_Bytes(loaded, Join({Company(1, "Альфа", "7"), Company(2, "Бета", "8")}));
+    EXPECT_EQ(Add_Company_Record(loaded, Company_Record{}), 3);
+    EXPECT_EQ(Trim_Text(Decode_Company(Read_All_Bytes(loaded).data() + Company_Record_Size).Name),
+              "Бета");
+
+    // A file that can't be written: no slot, and the failure names the file and the reason.
+    std::filesystem::create_directory(dir.File("folder.dat"));
+    File_Failure failure;
+    EXPECT_EQ(Add_Name_Record(dir.File("folder.dat"), "Тула", &failure), 0);
+    EXPECT_EQ(failure.path, dir.File("folder.dat"));
+    EXPECT_EQ(failure.error, EISDIR);
 
     // A company added by hand: Exists and Name, the codes stay empty.
     const std::string companies = dir.File("Company_Db.dat");

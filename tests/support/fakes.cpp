@@ -13,7 +13,8 @@ int Fake_Ui::Message_Box(const std::string& text, int flags, const std::string& 
 }
 
 void Fake_Ui::Show_Fatal_Screen(const std::string& module_path, const std::string& code) {
-    fatals.push_back({module_path, code});
+    fatals.push_back({module_path, code, pending_cause_});
+    pending_cause_.clear();
     if (!resume_fatal)
         End_Process(1);
 }

@@ -28,6 +28,7 @@ struct Recorded_Box {
 struct Recorded_Fatal {
     std::string module_path;
     std::string code;
+    std::string cause; // what the port was told ahead of the screen, if anything
 };
 
 // Records every message box and answers from a script; a box with no scripted answer gets Yes
@@ -50,6 +51,7 @@ public:
 
     int Message_Box(const std::string& text, int flags, const std::string& title) override;
     void Show_Fatal_Screen(const std::string& module_path, const std::string& code) override;
+    void Fatal_Cause(const std::string& cause) override { pending_cause_ = cause; }
     void Splash_Caption(const std::string& caption) override { splash_captions.push_back(caption); }
     void Splash_Progress(int value) override { splash_progress.push_back(value); }
     void Search_Progress_Show(const std::string& label) override {
@@ -66,6 +68,9 @@ public:
 
     // Texts of all boxes shown so far, in order.
     std::vector<std::string> Box_Texts() const;
+
+private:
+    std::string pending_cause_;
 };
 
 // A clock that the test moves by hand; each reading can advance it by a step.
