@@ -108,27 +108,18 @@ Header_Info Database_Header(const std::string& database, Ui& ui) {
     return header;
 }
 
-// The first byte of record 1 read with 33-byte records: 0 means nothing is defined.
-bool First_Byte_Is_Zero(const std::string& path, std::size_t record_length) {
-    Record_File file(path, record_length);
-    std::vector<std::uint8_t> record(record_length, 0);
-    if (file.Is_Open())
-        file.Read(1, record.data());
-    return record[0] == 0;
-}
-
 void Reference_Checks(Program_State& state, Ui& ui) {
-    if (First_Byte_Is_Zero(state.Path_Of(state.settings.Towns_File), 33))
+    if (First_Record_Undefined(state.Path_Of(state.settings.Towns_File), 33))
         ui.Message_Box("Error, no towns defined in database!", box::Ok_Only, "");
     ui.Splash_Progress(10);
 
-    if (First_Byte_Is_Zero(state.Path_Of(state.settings.Company_File), Company_Record_Size))
+    if (First_Record_Undefined(state.Path_Of(state.settings.Company_File), Company_Record_Size))
         ui.Message_Box("Error, no companys defined in database!", box::Ok_Only, "");
     state.Company_Count =
         Load_Company_Table(state.Path_Of(state.settings.Company_File), state.Company_Table);
     ui.Splash_Progress(10);
 
-    if (First_Byte_Is_Zero(state.Path_Of(state.settings.Establishments_File), 33))
+    if (First_Record_Undefined(state.Path_Of(state.settings.Establishments_File), 33))
         ui.Message_Box("Error, no establishments defined in database!", box::Ok_Only, "");
     ui.Splash_Progress(10);
 }

@@ -2,6 +2,8 @@
 
 #include "base/dates.h"
 #include "base/ports.h"
+#include "browsers/resolve_tickets.h"
+#include "browsers/sell_ticets.h"
 #include "kernel/cache_passes.h"
 #include "kernel/startup.h"
 #include "kernel/state.h"
@@ -346,9 +348,11 @@ void MDI_Form::Restore_Settings() {
     // Booleans are stored in their text form, as the store always held them.
     for (int i = 1; i <= 15; ++i) {
         std::string n = std::to_string(i);
-        user_settings_.Save(Settings_Application, "Windows", "SlTsC" + n, "960");
+        user_settings_.Save(Settings_Application, "Windows", Sell_Ticets::Settings_Prefix + n,
+                            "960");
         user_settings_.Save(Settings_Application, "Windows", "RTLV" + n, "False");
-        user_settings_.Save(Settings_Application, "Windows", "RsTsC" + n, "960");
+        user_settings_.Save(Settings_Application, "Windows", Resolve_Tickets::Settings_Prefix + n,
+                            "960");
     }
     const char* rto[] = {"True", "False", "True", "False", "True", "False", "False"};
     for (int i = 0; i < 7; ++i)

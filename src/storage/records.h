@@ -159,6 +159,11 @@ void Encode_Cache_User_From_Company(std::int32_t company, const std::uint8_t* co
 void Mark_Cache_User(std::uint8_t* raw, std::int32_t company, const std::string& name);
 bool Cache_User_Exists(const std::uint8_t* raw); // Exists = 1
 
+// Exists, the first byte of every reference record (towns, stations, companies, fuels, volumes).
+inline std::uint8_t Reference_Exists(const std::uint8_t* raw) {
+    return raw[0];
+}
+
 // Limits of the format.
 inline constexpr int Max_Fuel = 8;
 inline constexpr int Max_Volume = 210;

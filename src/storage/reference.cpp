@@ -147,4 +147,13 @@ std::vector<Name_Record> Read_Name_Records(const std::string& file, int count) {
     return records;
 }
 
+bool First_Record_Undefined(const std::string& file, std::size_t record_length) {
+    // Opened as the system's random-access open does: a missing file is created.
+    Record_File records(file, record_length);
+    std::vector<std::uint8_t> record(std::max<std::size_t>(record_length, 1), 0);
+    if (records.Is_Open())
+        records.Read(1, record.data());
+    return Reference_Exists(record.data()) == 0;
+}
+
 } // namespace td

@@ -14,6 +14,11 @@ namespace td {
 // Returns Company_Count = n + 1: the first free record number.
 long Load_Company_Table(const std::string& company_file, std::vector<Company_Record>& table);
 
+// True when record 1 of a reference file, read with `record_length`, has Exists = 0: nothing is
+// defined (a missing or unreadable file included). Towns and stations are checked with 33-byte
+// records, as start-up always did.
+bool First_Record_Undefined(const std::string& file, std::size_t record_length);
+
 // Reads records from 1 upward until one has Exists = 0 (a read past the end gives one) and writes
 // the new name there with Exists = 1. Works for towns and stations (Name_Record). Returns the
 // record number, or 0 on a failure of the file, which `failure` then names.
