@@ -54,13 +54,6 @@ bool Sync_Path(const std::string& path, int flags, int& error) {
     return rc == 0;
 }
 
-std::string Folder_Of(const std::string& path) {
-    const auto slash = path.find_last_of('/');
-    if (slash == std::string::npos)
-        return ".";
-    return slash == 0 ? "/" : path.substr(0, slash);
-}
-
 } // namespace
 
 std::string Defrag_Work_Path(const std::string& database_path) {

@@ -34,13 +34,6 @@ bool Same_File(int fd, const std::string& path) {
            held.st_dev == named.st_dev && held.st_ino == named.st_ino;
 }
 
-std::string Folder_Of(const std::string& path) {
-    const auto slash = path.find_last_of('/');
-    if (slash == std::string::npos)
-        return ".";
-    return slash == 0 ? "/" : path.substr(0, slash);
-}
-
 } // namespace
 
 Database_Lock::Database_Lock(const std::string& path) {
@@ -101,6 +94,13 @@ std::string Real_File_Path(const std::string& path) {
     std::string resolved(real);
     std::free(real);
     return resolved;
+}
+
+std::string Folder_Of(const std::string& path) {
+    const auto slash = path.find_last_of('/');
+    if (slash == std::string::npos)
+        return ".";
+    return slash == 0 ? "/" : path.substr(0, slash);
 }
 
 bool Sync_Folder_Of(const std::string& path) {

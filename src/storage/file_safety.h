@@ -55,6 +55,9 @@ private:
 // The path with every symlink resolved; the path itself when that can't be done (a missing file).
 std::string Real_File_Path(const std::string& path);
 
+// The folder part of a path: "." for a bare name, "/" for a file at the root.
+std::string Folder_Of(const std::string& path);
+
 // Forces the folder holding `path` to the disk, so that a file created in it, or renamed into
 // it, keeps its name after a power cut. False if that failed.
 bool Sync_Folder_Of(const std::string& path);
