@@ -2,6 +2,7 @@
 // sanitizer reports it checks what the readers promise: "Ok" or "$ERROR$" with its fixed
 // outputs, trimmed texts, a verdict with a reason whenever the checksum doesn't agree; and that a
 // header written over the same file keeps every byte from 350 on and reads back whole.
+#include "fuzz_support.h"
 #include "storage/header.h"
 
 #include <algorithm>
@@ -14,52 +15,16 @@
 
 namespace {
 
-// One work file per process, removed after every input. Under /dev/shm when there is one: the
-// header writer syncs, and a sync to a real disk would bound the run to a few hundred inputs a
-// second.
-const std::string& Work_File() {
-    static const std::string path = [] {
-        const char* folder = ::access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp";
-        return std::string(folder) + "/td-fuzz-header-" + std::to_string(::getpid()) + ".cdb";
-    }();
-    return path;
-}
+using namespace td::fuzz;
 
-void Check(bool condition) {
-    if (!condition)
-        __builtin_trap();
+// One work file per process, removed after every input.
+const std::string& Work_File() {
+    static const std::string path = Scratch_Path("header", ".cdb");
+    return path;
 }
 
 bool Trimmed(const std::string& text) {
     return text.empty() || (text.front() != ' ' && text.back() != ' ');
-}
-
-bool Write_File(const std::string& path, const std::uint8_t* data, std::size_t size) {
-    int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
-    if (fd < 0)
-        return false;
-    std::size_t done = 0;
-    while (done < size) {
-        ssize_t n = ::write(fd, data + done, size - done);
-        if (n <= 0)
-            break;
-        done += static_cast<std::size_t>(n);
-    }
-    ::close(fd);
-    return done == size;
-}
-
-std::vector<std::uint8_t> Read_File(const std::string& path) {
-    std::vector<std::uint8_t> bytes;
-    int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (fd < 0)
-        return bytes;
-    std::uint8_t buffer[4096];
-    ssize_t n;
-    while ((n = ::read(fd, buffer, sizeof buffer)) > 0)
-        bytes.insert(bytes.end(), buffer, buffer + n);
-    ::close(fd);
-    return bytes;
 }
 
 } // namespace

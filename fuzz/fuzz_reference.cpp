@@ -4,6 +4,7 @@
 // the bytes themselves: where loading stops, what the slots hold, where an added record goes and
 // that nothing else of the file changes.
 #include "base/text.h"
+#include "fuzz_support.h"
 #include "storage/reference.h"
 
 #include <algorithm>
@@ -17,45 +18,11 @@
 
 namespace {
 
-void Check(bool condition) {
-    if (!condition)
-        __builtin_trap();
-}
+using namespace td::fuzz;
 
 const std::string& Work_File() {
-    static const std::string path = [] {
-        const char* folder = ::access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp";
-        return std::string(folder) + "/td-fuzz-reference-" + std::to_string(::getpid()) + ".dat";
-    }();
+    static const std::string path = Scratch_Path("reference", ".dat");
     return path;
-}
-
-bool Write_File(const std::string& path, const std::uint8_t* data, std::size_t size) {
-    int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
-    if (fd < 0)
-        return false;
-    std::size_t done = 0;
-    while (done < size) {
-        ssize_t n = ::write(fd, data + done, size - done);
-        if (n <= 0)
-            break;
-        done += static_cast<std::size_t>(n);
-    }
-    ::close(fd);
-    return done == size;
-}
-
-std::vector<std::uint8_t> Read_File(const std::string& path) {
-    std::vector<std::uint8_t> bytes;
-    int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (fd < 0)
-        return bytes;
-    std::uint8_t buffer[4096];
-    ssize_t n;
-    while ((n = ::read(fd, buffer, sizeof buffer)) > 0)
-        bytes.insert(bytes.end(), buffer, buffer + n);
-    ::close(fd);
-    return bytes;
 }
 
 // Byte `offset` of the file; a read past the end gives zeros.
@@ -73,10 +40,11 @@ std::vector<std::uint8_t> Record(const std::uint8_t* data, std::size_t size, std
     return record;
 }
 
-// The first record whose Exists byte is not 1: where an added record goes.
-std::size_t First_Not_One(const std::uint8_t* data, std::size_t size, std::size_t length) {
+// The first record whose Exists byte is 0 (past the end included): where an added record goes.
+// A record holding any other value is taken, whatever the value.
+std::size_t First_Free(const std::uint8_t* data, std::size_t size, std::size_t length) {
     std::size_t number = 1;
-    while (Byte(data, size, (number - 1) * length) == 1)
+    while (Byte(data, size, (number - 1) * length) != 0)
         ++number;
     return number;
 }
@@ -84,7 +52,7 @@ std::size_t First_Not_One(const std::uint8_t* data, std::size_t size, std::size_
 void Check_Added(const std::uint8_t* data, std::size_t size, std::size_t length, long slot,
                  const std::string& name, std::size_t name_offset) {
     const std::string& path = Work_File();
-    Check(slot == static_cast<long>(First_Not_One(data, size, length)));
+    Check(slot == static_cast<long>(First_Free(data, size, length)));
     const std::vector<std::uint8_t> after = Read_File(path);
     const std::size_t end = static_cast<std::size_t>(slot) * length;
     Check(after.size() == std::max(size, end));

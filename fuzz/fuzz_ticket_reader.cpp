@@ -3,6 +3,7 @@
 // rebuild pass on a folder of its own. Besides crashes and sanitizer reports it checks what they
 // promise: every ticket the file holds is read as its bytes, the table has one element per counted
 // ticket, and a full pass leaves both totals files at their full size.
+#include "fuzz_support.h"
 #include "storage/header.h"
 #include "storage/rebuild.h"
 #include "storage/record_file.h"
@@ -20,36 +21,17 @@
 
 namespace {
 
-void Check(bool condition) {
-    if (!condition)
-        __builtin_trap();
-}
+using namespace td::fuzz;
 
 // A folder of its own per process, emptied after every input. Under /dev/shm when there is one:
 // the pass writes more than a megabyte of totals each time.
 const std::string& Work_Folder() {
     static const std::string path = [] {
-        const char* base = ::access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp";
-        std::string folder = std::string(base) + "/td-fuzz-tickets-" + std::to_string(::getpid());
+        std::string folder = Scratch_Path("tickets", "");
         std::filesystem::create_directories(folder);
         return folder;
     }();
     return path;
-}
-
-bool Write_File(const std::string& path, const std::uint8_t* data, std::size_t size) {
-    int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
-    if (fd < 0)
-        return false;
-    std::size_t done = 0;
-    while (done < size) {
-        ssize_t n = ::write(fd, data + done, size - done);
-        if (n <= 0)
-            break;
-        done += static_cast<std::size_t>(n);
-    }
-    ::close(fd);
-    return done == size;
 }
 
 class Quiet_Display : public td::Progress_Display {
