@@ -4,7 +4,6 @@
 #include <QFile>
 #include <QLockFile>
 #include <cerrno>
-#include <climits>
 #include <cstdlib>
 #include <cstring>
 #include <sys/stat.h>

@@ -1,7 +1,6 @@
 #include "storage/file_safety.h"
 
 #include <cerrno>
-#include <climits>
 #include <cstdlib>
 #include <fcntl.h>
 #include <sys/file.h>
