@@ -31,11 +31,8 @@ bool Trimmed(const std::string& text) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const std::string& path = Work_File();
-    struct Remove_After {
-        const std::string& path;
-        ~Remove_After() { ::unlink(path.c_str()); }
-    } remove_after{path};
-    if (!Write_File(path, data, size))
+    const Scratch_Input input(path, data, size);
+    if (!input.Written())
         return 0;
 
     td::Header_Info info;

@@ -72,11 +72,8 @@ void Check_Added(const std::uint8_t* data, std::size_t size, std::size_t length,
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const std::string& path = Work_File();
-    struct Remove_After {
-        const std::string& path;
-        ~Remove_After() { ::unlink(path.c_str()); }
-    } remove_after{path};
-    if (!Write_File(path, data, size))
+    const Scratch_Input input(path, data, size);
+    if (!input.Written())
         return 0;
 
     // Companies: loading stops at the first record whose Exists is 0.

@@ -52,4 +52,19 @@ inline std::vector<std::uint8_t> Read_File(const std::string& path) {
     return bytes;
 }
 
+// The input as the whole of the file at `path`, removed again when the input is done.
+class Scratch_Input {
+public:
+    Scratch_Input(const std::string& path, const std::uint8_t* data, std::size_t size)
+        : path_(path), written_(Write_File(path, data, size)) {}
+    ~Scratch_Input() { ::unlink(path_.c_str()); }
+    Scratch_Input(const Scratch_Input&) = delete;
+    Scratch_Input& operator=(const Scratch_Input&) = delete;
+    bool Written() const { return written_; }
+
+private:
+    std::string path_;
+    bool written_;
+};
+
 } // namespace td::fuzz

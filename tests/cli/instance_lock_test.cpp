@@ -350,11 +350,10 @@ TEST(Work_Marker, ItsFolderIsFlushedAfterItIsCreated) {
     Temp_Folder home;
     Temp_Folder capture;
     ASSERT_EQ(Run_Tdctl("init --demo --home " + home.Path(), config).exit_code, 0);
-    const std::string command = "strace -f -qq -o '" + capture.File("trace") +
-                                "' -e trace=openat,fsync env XDG_CONFIG_HOME='" + config.Path() +
-                                "' XDG_RUNTIME_DIR='" + config.Path() + "' " + TDCTL_PATH +
-                                " totals buyers --home '" + home.Path() + "' >/dev/null 2>&1";
-    const int status = std::system(command.c_str());
+    const int status =
+        Run_Tdctl("totals buyers --home '" + home.Path() + "'", config, Runtime_Folder::Config,
+                  "strace -f -qq -o '" + capture.File("trace") + "' -e trace=openat,fsync")
+            .exit_code;
     const std::string trace = capture.Read("trace");
     const std::string data = home.File("data");
     const std::string marker_open = "\"" + data + "/Work.$$$\", O_RDWR|O_CREAT";

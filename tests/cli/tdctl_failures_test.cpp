@@ -17,28 +17,11 @@ namespace fs = std::filesystem;
 using td::test::Run_Result;
 using td::test::Temp_Folder;
 
-// Runs `shell_prefix` tdctl `arguments` (the prefix may set a limit or name a tracer) from the
-// folder `cwd`, with the settings store and runtime folder in `config`. A FIFO that blocks would
-// end in the time limit (exit 124) rather than hang the suite.
+// From "/" unless told otherwise: a relative path must never find the test's own folder.
 Run_Result Run_From(const std::string& arguments, const Temp_Folder& config,
                     const std::string& shell_prefix = "", const std::string& cwd = "/") {
-    Temp_Folder capture;
-    // The leak checker of a sanitized build can't work under a tracer: it is left out there.
-    const std::string untraced_leaks = shell_prefix.empty()
-                                           ? ""
-                                           : "export ASAN_OPTIONS=\"${ASAN_OPTIONS:+$ASAN_OPTIONS:}"
-                                             "detect_leaks=0\"; ";
-    const std::string command = "cd '" + cwd + "' 2>/dev/null; export XDG_CONFIG_HOME='" +
-                                config.Path() + "' XDG_RUNTIME_DIR='" + config.Path() + "'; " +
-                                untraced_leaks + shell_prefix + " timeout 60 " + TDCTL_PATH + " " +
-                                arguments + " >'" + capture.File("out") + "' 2>'" +
-                                capture.File("err") + "'";
-    const int status = std::system(command.c_str());
-    Run_Result result;
-    result.exit_code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    result.out = capture.Read("out");
-    result.err = capture.Read("err");
-    return result;
+    return td::test::Run_Tdctl(arguments, config, td::test::Runtime_Folder::Config, shell_prefix,
+                               cwd);
 }
 
 bool Has(const std::string& text, const std::string& part) {
