@@ -26,6 +26,14 @@ public:
     [[noreturn]] void End_Process(int exit_code) override;
     // Run just before the process ends (the instance lock is let go there).
     void Set_Before_End(std::function<void()> action) { before_end_ = std::move(action); }
+    // One more action before the end, run ahead of those set before it.
+    void Also_Before_End(std::function<void()> action) {
+        before_end_ = [first = std::move(action), then = std::move(before_end_)] {
+            first();
+            if (then)
+                then();
+        };
+    }
 
 private:
     void Show_Progress(int value);

@@ -4,6 +4,7 @@
 #include "cli/catalogue_verbs.h"
 #include "cli/cli_ui.h"
 #include "cli/demo_installation.h"
+#include "cli/sale_verbs.h"
 #include "cli/session.h"
 #include "kernel/cache_passes.h"
 #include "kernel/settings.h"
@@ -57,6 +58,11 @@ verbs:
   fuel [set SLOT NAME [PRICE]]     list the fuel grades, or name one and price it
   station [set SLOT NAME]          list the stations, or name one
   volume [add LITRES...]           list the user volumes, or declare new ones
+  sell --buyer CODE --fuel NAME --volume V (--number N | --from N --count K |
+       --first A --last B) [--valid DD.MM.YYYY DD.MM.YYYY] [--stations N,N,...]
+       [--check] [--force]
+                           sell coupons to a buyer as the sale screen does: check, then
+                           register; prints the result rows (number, text, record)
 )";
 } // namespace td::cli
 
@@ -472,6 +478,8 @@ int Run_Verb(const Arguments& args) {
     if (args.verb == "totals")
         return Totals(args);
     if (int code = Run_Catalogue_Verb(args); code >= 0)
+        return code;
+    if (int code = Run_Sale_Verb(args); code >= 0)
         return code;
     std::fputs(Usage, stderr);
     return args.verb.empty() ? 2

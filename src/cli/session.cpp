@@ -112,7 +112,7 @@ Session::Session(const std::string& home)
     ui_.Search_Progress_Hide();
 }
 
-void Session::Shutdown(const std::string& failure) {
+void Session::Shutdown(const std::string& failure, int exit_code) {
     Shutdown_Steps(state_, user_settings_);
     std::vector<std::string> failures;
     if (!failure.empty())
@@ -124,7 +124,7 @@ void Session::Shutdown(const std::string& failure) {
         failures.push_back("the working date was not saved: " + user_settings_.Save_Failure());
     for (const std::string& text : failures)
         std::fprintf(stderr, "tdctl %s: %s\n", Current_Verb.c_str(), text.c_str());
-    End_Process_Now(ui_, failures.empty() ? 0 : 1);
+    End_Process_Now(ui_, failures.empty() ? exit_code : 1);
 }
 
 } // namespace td::cli

@@ -37,7 +37,8 @@ public:
     // after saying on standard error what did not: `failure` when given, a pass that left derived
     // data not whole (the work marker then stays, so the next start rebuilds), a working date
     // that could not be saved.
-    [[noreturn]] void Shutdown(const std::string& failure = {});
+    // `exit_code` is the code when nothing failed (a refusal of the verb's own, say).
+    [[noreturn]] void Shutdown(const std::string& failure = {}, int exit_code = 0);
 
 private:
     Program_State& state_ = td::State();

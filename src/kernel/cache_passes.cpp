@@ -43,6 +43,9 @@ File_Failure Run_Rebuild(Program_State& state, Ui& ui, Clock& clock,
     files.cache_user = state.Path_Of(user_cache_file);
     const Rebuild_Result result = Rebuild_Derived_Data(
         files, mode, state.Current_Date, state.Ticket_Table, state.Z_Counts, progress);
+    state.Deleted_Slot_Hint =
+        result.first_deleted != 0 ? static_cast<long>(result.first_deleted)
+                                  : static_cast<long>(state.Ticket_Table.size());
     switch (result.outcome) {
     case Rebuild_Result::Outcome::Too_Large:
     case Rebuild_Result::Outcome::Out_Of_Memory:

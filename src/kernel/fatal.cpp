@@ -3,6 +3,7 @@
 #include "base/ports.h"
 #include "kernel/state.h"
 
+#include <cerrno>
 #include <cstdint>
 #include <cstdio>
 
@@ -16,6 +17,29 @@ std::string Hex_Number(long number) {
     char buffer[24];
     std::snprintf(buffer, sizeof buffer, "%llX", bits);
     return buffer;
+}
+
+Run_Time_Error Run_Time_Error_Of(int system_error) {
+    switch (system_error) {
+    case ENOENT:
+        return {53, "File not found"};
+    case ENOSPC:
+    case EFBIG:
+    case EDQUOT:
+        return {61, "Disk full"};
+    case EACCES:
+    case EPERM:
+    case EROFS:
+        return {70, "Permission denied"};
+    case EIO:
+        return {57, "Device I/O error"};
+    default:
+        return {75, "Path/File access error"};
+    }
+}
+
+void Fatal_Run_Time_Error(Ui& ui, const Run_Time_Error& error, const std::string& cause) {
+    Fatal_Error(ui, error.description + ":", std::to_string(error.number), cause);
 }
 
 void Fatal_Error(Ui& ui, std::string module_path, std::string code, const std::string& cause) {

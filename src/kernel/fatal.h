@@ -25,6 +25,20 @@ inline constexpr const char* Sell_Load_Module = "Sell tickets\\Load";
 inline constexpr const char* Sell_Load_Code = "0x4590";
 } // namespace fatal_site
 
+// The run-time error the system raises for a failure: its number and its description.
+struct Run_Time_Error {
+    long number = 0;
+    std::string description;
+};
+inline constexpr long Subscript_Out_Of_Range = 9;
+inline constexpr long Bad_Record_Number = 63;
+// The error a failed file operation raises, by the system's error number.
+Run_Time_Error Run_Time_Error_Of(int system_error);
+
+// The fatal screen for a failure that the operation meeting it has no handler for: the error's
+// description as the module and its number as the code; `cause` names the file and the reason.
+void Fatal_Run_Time_Error(Ui& ui, const Run_Time_Error& error, const std::string& cause = {});
+
 // Upper-case hexadecimal of an error number, as appended to a code.
 std::string Hex_Number(long number);
 

@@ -6,6 +6,7 @@
 #include "kernel/fatal.h"
 #include "kernel/settings.h"
 #include "kernel/state.h"
+#include "storage/commit_journal.h"
 #include "storage/file_failure.h"
 #include "storage/file_safety.h"
 #include "storage/header.h"
@@ -36,22 +37,7 @@ constexpr const char* Error_Source = "Tally_depot";
 
 // The error number the system reports for a failure of the operating system's kind.
 long Error_Number_Of(int error) {
-    switch (error) {
-    case ENOENT:
-        return 53; // File not found
-    case ENOSPC:
-    case EFBIG:
-    case EDQUOT:
-        return 61; // Disk full
-    case EACCES:
-    case EPERM:
-    case EROFS:
-        return 70; // Permission denied
-    case EIO:
-        return 57; // Device I/O error
-    default:
-        return 75; // Path/File access error
-    }
+    return Run_Time_Error_Of(error).number;
 }
 
 bool Is_Directory(const std::string& path) {
@@ -176,6 +162,14 @@ void Main_Startup(Program_State& state, Startup_Ports& ports, const std::string&
 
     Ensure_Totals_Files(state, ui);
     Reference_Checks(state, ui);
+
+    // A sale that died between its tickets and its header: the tickets it appended are counted.
+    const Commit_Recovery recovery = Finish_Interrupted_Commit(state.Data_Folder);
+    if (recovery.failure.Failed())
+        ui.Message_Box("Ошибка при работе с файлом " + recovery.failure.Text() +
+                           ".\r\nТалоны, записанные перед неожиданным завершением программы, "
+                           "будут учтены при следующем запуске.",
+                       box::Stop, "Ошибка");
 
     // A missing database, or one whose head is damaged, gets a new header with zero tickets.
     const Header_Info header = Database_Header(state.Path_Of(state.settings.Database_File), ui);

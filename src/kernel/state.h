@@ -33,6 +33,10 @@ struct Program_State {
     std::vector<Company_Record> Company_Table;
     long Company_Count = 1;
     Z_Count_Table Z_Counts;
+    // No ticket of Ticket_Table below this position is deleted: where a sale's search for a free
+    // slot may start. The passes set it from the table they build; a sale moves it past the slot
+    // it takes.
+    long Deleted_Slot_Hint = 1;
 
     // Marks.
     bool Sale_Checked = false;

@@ -36,6 +36,23 @@ Huge_Memory::Huge_Memory(std::size_t bytes) {
     size_ = length;
 }
 
+bool Huge_Memory::Grow(std::size_t bytes) {
+    if (bytes <= size_)
+        return true;
+    if (data_ == nullptr || bytes > static_cast<std::size_t>(-1) / 2)
+        return false;
+    const std::size_t length = (bytes + Huge_Page - 1) / Huge_Page * Huge_Page;
+    void* moved = ::mremap(data_, size_, length, MREMAP_MAYMOVE);
+    if (moved == MAP_FAILED)
+        return false;
+#ifdef MADV_HUGEPAGE
+    ::madvise(moved, length, MADV_HUGEPAGE);
+#endif
+    data_ = moved;
+    size_ = length;
+    return true;
+}
+
 Huge_Memory::~Huge_Memory() {
     if (data_ != nullptr)
         ::munmap(data_, size_);

@@ -18,6 +18,11 @@ public:
     Huge_Memory(Huge_Memory&& other) noexcept;
     Huge_Memory& operator=(Huge_Memory&& other) noexcept;
 
+    // Makes the memory at least `bytes` long, keeping what it holds; its pages move, they are not
+    // copied, so that growing a table of hundreds of megabytes costs neither time nor a second
+    // copy's memory. The memory may move. False (and nothing changed) when there is no memory.
+    bool Grow(std::size_t bytes);
+
     void* data() const { return data_; }
     std::size_t size() const { return size_; }
 

@@ -144,6 +144,8 @@ Rebuild_Result Rebuild_Derived_Data(const Pass_Files& files, Rebuild_Mode mode, 
             const int fuel = ticket.Fuel;
             const std::int32_t volume = ticket.Volume;
 
+            if (ticket.Deleted == 1 && result.first_deleted == 0)
+                result.first_deleted = i;
             const bool counted = counts.Increment(fuel, volume);
             if (fuel != current_fuel || volume != current_volume) {
                 current_fuel = fuel;

@@ -33,6 +33,7 @@ struct Rebuild_Result {
         Too_Large,    // record numbers beyond what the index can hold: the fatal path
         Out_Of_Memory // the table can't be had: the fatal path
     } outcome = Outcome::Done;
+    long long first_deleted = 0; // position of the first deleted ticket of the table; 0: none
     long long tickets = 0; // tickets the pass took: the header's count, or 0 for a count_fault
     // What is wrong with the header's count when it can't be a number of tickets (negative, more
     // than 8 digits): the pass then ran as for an empty database. Empty when the count is sound.

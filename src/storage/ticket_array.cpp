@@ -61,6 +61,12 @@ void Ticket_Array::Reallocate(std::size_t capacity) {
     if (capacity > static_cast<std::size_t>(-1) / 2 / sizeof(Ticket_Record))
         throw std::bad_alloc();
     const std::size_t bytes = capacity * sizeof(Ticket_Record);
+    // A mapped table grows where it is: its pages move rather than being copied.
+    if (mapped_.data() != nullptr && mapped_.Grow(bytes)) {
+        data_ = static_cast<Ticket_Record*>(mapped_.data());
+        capacity_ = capacity;
+        return;
+    }
     Huge_Memory mapped;
     void* memory = nullptr;
     if (bytes >= Mapped_From) {

@@ -1,0 +1,155 @@
+#include "tickets/sale_common.h"
+
+#include "base/codepage.h"
+#include "base/dates.h"
+#include "base/numbers.h"
+#include "base/ports.h"
+#include "base/text.h"
+#include "browsers/sell_ticets.h"
+#include "kernel/fatal.h"
+#include "kernel/state.h"
+#include "storage/file_failure.h"
+#include "storage/record_file.h"
+#include "storage/ticket_reader.h"
+#include "tickets/result_log.h"
+
+#include <cctype>
+#include <vector>
+
+namespace td {
+
+std::string Buyer_Code_Of(const Company_Record& record) {
+    const std::string subgroup = Trim_Text(record.Subgroup_Code);
+    std::string code = Trim_Text(record.Kind_Code) + ":" + Trim_Text(record.Group_Code) + ":";
+    // A subgroup stands as the file has it, blanks and all.
+    if (subgroup.empty() || subgroup == "000")
+        code += Trim_Text(record.Code);
+    else
+        code += record.Subgroup_Code + ":" + Trim_Text(record.Code);
+    return code;
+}
+
+std::int32_t Find_Buyer(const std::string& company_file, const std::string& name,
+                        const std::string& code) {
+    Record_File file(company_file, Company_Record_Size, Record_File::Mode::Read_Only);
+    const std::uint64_t records = file.Record_Count();
+    std::vector<std::uint8_t> bytes(static_cast<std::size_t>(records) * Company_Record_Size);
+    if (records > 0 && !file.Read_Block(1, records, bytes.data()))
+        return 0;
+    // Past the end a record reads as zeros: it does not exist, and the search ends there.
+    for (std::uint64_t r = 0; r < records; ++r) {
+        const Company_Record record = Decode_Company(bytes.data() + r * Company_Record_Size);
+        if (Trim_Text(record.Name) == name && Buyer_Code_Of(record) == code)
+            return static_cast<std::int32_t>(r + 1);
+        if (record.Exists != 1)
+            break;
+    }
+    return 0;
+}
+
+std::array<char, 6> Six_Characters(const std::string& text) {
+    Ticket_Record ticket;
+    ticket.Set_Serial(Utf8_To_Cp1251(text));
+    return ticket.Serial;
+}
+
+double Serial_Value(const Ticket_Record& ticket) {
+    // Six digits, the usual case, without the general reading of a number.
+    int value = 0;
+    for (char c : ticket.Serial) {
+        if (c < '0' || c > '9')
+            return Leading_Number(Cp1251_To_Utf8(ticket.Serial_Text()));
+        value = value * 10 + (c - '0');
+    }
+    return value;
+}
+
+bool Taken_Row(const Ticket_Record& ticket, const std::string& record, Log_Row& row) {
+    row.number = Cp1251_To_Utf8(ticket.Serial_Text());
+    row.record = record;
+    if (ticket.Used == 0)
+        row.text = "Ошибка. Талон уже зарегистрирован: " + Format_Date(ticket.Sell_Date);
+    else if (ticket.Used == 1)
+        row.text = "Ошибка. Талон был списан: " + Format_Date(ticket.Validation_Date);
+    else
+        return false;
+    return true;
+}
+
+void Scan_Tickets(Program_State& state, Ui& ui, long count,
+                  const std::function<bool(long position, const Ticket_Record&)>& visit,
+                  const std::function<void(long position)>& progress) {
+    if (count <= 0)
+        return;
+    const std::string path = state.Path_Of(state.settings.Database_File);
+    Record_File database(path, Ticket_Record_Size, Record_File::Mode::Read_Only);
+    if (!database.Is_Open()) {
+        Fatal_Run_Time_Error(ui, Run_Time_Error_Of(database.Error()),
+                             path + ": " + System_Reason(database.Error()));
+        return;
+    }
+    Ticket_Reader reader(database, state.Records_Offset, count);
+    for (long long block = 0; block < reader.Blocks(); ++block) {
+        const Ticket_Record* tickets = reader.Next();
+        if (reader.Read_Failure().Failed()) {
+            Fatal_Run_Time_Error(ui, Run_Time_Error_Of(reader.Read_Failure().error),
+                                 reader.Read_Failure().Text());
+            return;
+        }
+        const long first = static_cast<long>(reader.First_Of(block));
+        const long n = static_cast<long>(reader.Count_Of(block));
+        for (long k = 0; k < n; ++k)
+            if (!visit(first + k, tickets[k]))
+                return;
+        progress(first + n - 1);
+    }
+}
+
+std::string Range_Row_Text(const Register_ticket& screen) {
+    return "Начальный номер: " + screen.Text(4) +
+           " кол-во: " + Format_Number(Leading_Number(screen.Text(5))) + " шт";
+}
+
+Sale_Order Open_Sale_Rows(Register_ticket& screen, const char* heading) {
+    screen.Working(true);
+    Grid& grid = screen.MSFlexGrid2;
+    const int usable = screen.Grid_Width() - Log_Grid_Margin;
+    grid.Set_Column_Width(Log_Number_Col, usable / 4);
+    grid.Set_Column_Width(Log_Text_Col, usable * 3 / 4);
+    grid.Set_Text(0, Log_Number_Col, "Номер талона");
+    grid.Set_Text(0, Log_Text_Col, "Результат регистрации");
+
+    Add_Blank_Row(grid);
+    const int heading_row = Add_Log_Row(grid, {"", heading, ""});
+    grid.Set_Top_Row(heading_row);
+    grid.Set_Bold(heading_row, Log_Text_Col, true);
+    Add_Log_Row(
+        grid, {"", "марка ГСМ '" + screen.Combo2.Text() + "' литраж: " + screen.Combo3.Text(), ""},
+        log_colour::Title, true);
+    Add_Blank_Row(grid);
+
+    Sale_Order order;
+    order.fuel = screen.Fuel_Number();
+    order.volume = screen.Volume_Litres();
+
+    // The buyer is the row now selected in the buyer browser.
+    Program_State& state = screen.State();
+    std::string name, code;
+    if (const Sell_Ticets* buyer = screen.Buyer_Browser()) {
+        const Grid& buyers = buyer->MSFlexGrid1;
+        name = buyers.Text(buyers.Row(), 2);
+        code = buyers.Text(buyers.Row(), 1);
+    }
+    order.company = Find_Buyer(state.Path_Of(state.settings.Company_File), name, code);
+    if (order.company == 0) {
+        const char* text = "Ошибка название компании не найдено в базе данных! Свяжитесь с "
+                           "разработчиком!";
+        screen.User_Interface().Message_Box(text, box::Stop, "Ошибка");
+        Add_Log_Row(grid, {"------", text, ""}, log_colour::Refusal);
+        state.Sale_Checked = false;
+    }
+    screen.Changed();
+    return order;
+}
+
+} // namespace td
