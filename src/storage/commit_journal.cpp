@@ -5,6 +5,7 @@
 #include "storage/record_file.h"
 #include "storage/records.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -93,13 +94,16 @@ Commit_Recovery Finish_Interrupted_Commit(const std::string& data_folder) {
             ::stat(recovery.database.c_str(), &info) == 0) {
             const auto size = static_cast<std::uint64_t>(info.st_size);
             const long long whole = Whole_Records_Behind(size, extent.offset, Ticket_Record_Size);
-            if (whole > recovery.count_before && whole <= Max_Ticket_Count) {
-                const std::uint64_t whole_size =
-                    static_cast<std::uint64_t>(extent.offset + whole) * Ticket_Record_Size;
-                bool ok = true;
-                if (size > whole_size)
-                    ok = ::truncate(recovery.database.c_str(), static_cast<off_t>(whole_size)) == 0;
-                ok = ok && Create_Header(recovery.database, static_cast<long>(whole));
+            const long long counted = std::max(whole, recovery.count_before);
+            const std::uint64_t counted_size =
+                static_cast<std::uint64_t>(extent.offset + counted) * Ticket_Record_Size;
+            if (counted <= Max_Ticket_Count &&
+                (whole > recovery.count_before || size > counted_size)) {
+                // A record the commit did not finish is cut off; whole ones are counted.
+                bool ok = size <= counted_size || ::truncate(recovery.database.c_str(),
+                                                             static_cast<off_t>(counted_size)) == 0;
+                if (ok && whole > recovery.count_before)
+                    ok = Create_Header(recovery.database, static_cast<long>(whole));
                 if (ok) {
                     Record_File database(recovery.database, Ticket_Record_Size);
                     ok = database.Is_Open() && database.Sync();

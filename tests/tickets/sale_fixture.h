@@ -1,0 +1,239 @@
+// An installation for the sale screen: catalogues, companies, a database, the start-up pass run
+// on it, and the buyer browser standing on a buyer, as the operator finds them.
+#pragma once
+
+#include "base/dates.h"
+#include "browsers/browser_refresh.h"
+#include "browsers/sell_ticets.h"
+#include "kernel/cache_passes.h"
+#include "kernel/state.h"
+#include "storage/header.h"
+#include "storage/record_file.h"
+#include "storage/records.h"
+#include "storage/reference.h"
+#include "support/fakes.h"
+#include "support/temp_folder.h"
+#include "tickets/register_ticket.h"
+
+#include <cstdint>
+#include <cstring>
+#include <gtest/gtest.h>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace td::test {
+
+using Bytes = std::vector<std::uint8_t>;
+
+// A ticket as a test writes it: the fields that tell tickets apart.
+struct Sold {
+    std::string serial;
+    int fuel = 2;
+    int volume = 20;
+    int company = 2;
+    double sold = 0;
+    int used = 0;
+    int deleted = 0;
+    double redeemed = 0;
+};
+
+class Sale_Fixture : public ::testing::Test {
+protected:
+    Temp_Folder folder;
+    Program_State state;
+    Fake_Ui ui;
+    Fake_Clock clock;
+    Memory_Settings settings;
+    Open_Browsers browsers;
+    std::unique_ptr<Sell_Ticets> buyer;
+    double today = Date_Serial(2024, 3, 15);
+
+    Sale_Fixture() {
+        state.Data_Folder = folder.Path();
+        state.Current_Date = today;
+        // A blank slot between named grades: a coupon's grade is its place in the list.
+        Fuels({"АИ-92", "АИ-95", "", "ДТ"});
+        Stations({"Север", "", "Юг"});
+        User_Volumes({5, 12.5, 150});
+        Companies();
+    }
+
+    std::string Path(const std::string& name) const { return folder.File(name); }
+    std::string Database() const { return Path(state.settings.Database_File); }
+
+    void Fuels(const std::vector<std::string>& names) {
+        Record_File file(Path(state.settings.Fuel_File), Fuel_Record_Size);
+        Bytes raw(Fuel_Record_Size);
+        for (std::size_t i = 0; i < Fuel_Slots; ++i) {
+            Fuel_Record fuel;
+            fuel.Exists = 1;
+            fuel.Name = i < names.size() ? names[i] : "";
+            Encode(fuel, raw.data());
+            ASSERT_TRUE(file.Write(i + 1, raw.data()));
+        }
+    }
+
+    void Stations(const std::vector<std::string>& names) {
+        Record_File file(Path(state.settings.Establishments_File), Name_Record_Size);
+        Bytes raw(Name_Record_Size);
+        for (std::size_t i = 0; i < names.size(); ++i) {
+            Encode(Name_Record{1, names[i]}, raw.data());
+            ASSERT_TRUE(file.Write(i + 1, raw.data()));
+        }
+    }
+
+    void User_Volumes(const std::vector<double>& litres) {
+        Record_File file(Path(state.settings.User_Volume_File), User_Volume_Record_Size);
+        Bytes raw(User_Volume_Record_Size);
+        for (std::size_t i = 0; i < litres.size(); ++i) {
+            User_Volume_Record record;
+            record.Exists = 1;
+            record.Litres = litres[i];
+            Encode(record, raw.data());
+            ASSERT_TRUE(file.Write(i + 1, raw.data()));
+        }
+    }
+
+    // 1: a level 1 group; 2 and 4: buyers under it; 3: a buyer of level 3, whose subgroup code is
+    // shorter than its field, so that the sale's lookup never finds it.
+    void Companies() {
+        struct Row {
+            const char *code, *group, *subgroup, *name;
+        };
+        const Row rows[] = {{"1", "", "", "Транспорт"},
+                            {"101", "1", "", "ООО Ромашка"},
+                            {"1001", "1", "101", "ЗАО Филиал"},
+                            {"102", "1", "000", "ООО Гранит"}};
+        Record_File file(Path(state.settings.Company_File), Company_Record_Size);
+        Bytes raw(Company_Record_Size);
+        for (std::size_t i = 0; i < std::size(rows); ++i) {
+            Company_Record record;
+            record.Exists = 1;
+            record.Code = rows[i].code;
+            record.Kind_Code = "1";
+            record.Group_Code = rows[i].group;
+            record.Subgroup_Code = rows[i].subgroup;
+            record.Name = rows[i].name;
+            Encode(record, raw.data());
+            ASSERT_TRUE(file.Write(i + 1, raw.data()));
+        }
+        file.Close();
+        state.Company_Count =
+            Load_Company_Table(Path(state.settings.Company_File), state.Company_Table);
+    }
+
+    static Ticket_Record Ticket(const Sold& s) {
+        Ticket_Record t;
+        t.Used = static_cast<std::uint8_t>(s.used);
+        t.Deleted = static_cast<std::uint8_t>(s.deleted);
+        t.Fuel = static_cast<std::uint8_t>(s.fuel);
+        t.Volume = s.volume;
+        t.Set_Serial(s.serial);
+        t.Company = s.company;
+        t.Sale_Mark = 1;
+        t.Sell_Date = s.sold;
+        t.Validation_Date = s.redeemed;
+        return t;
+    }
+
+    // The database, then the start-up pass on it: the table, the counts and the number index.
+    void Database(const std::vector<Sold>& tickets) {
+        ASSERT_TRUE(Create_Header(Database(), static_cast<long>(tickets.size())));
+        Record_File db(Database(), Ticket_Record_Size);
+        Bytes raw(Ticket_Record_Size);
+        for (std::size_t i = 0; i < tickets.size(); ++i) {
+            Encode(Ticket(tickets[i]), raw.data());
+            ASSERT_TRUE(db.Write(i + 1 + Header_Records_Offset, raw.data()));
+        }
+        db.Close();
+        state.Ticket_Count = static_cast<long>(tickets.size());
+        state.Records_Offset = Header_Records_Offset;
+        Rebuild_Index(state, ui, clock, Progress_Target::Splash);
+        ASSERT_FALSE(state.Derived_Failure.Failed()) << state.Derived_Failure.Text();
+    }
+
+    // The buyer browser open, standing on the buyer with this code path, on column `col`.
+    void Select_Buyer(const std::string& code, const std::string& node, int col = 1) {
+        if (!buyer) {
+            buyer = std::make_unique<Sell_Ticets>(state, ui, clock, settings, nullptr);
+            ASSERT_TRUE(buyer->Form_Load());
+            browsers.Set_Buyer(buyer.get());
+        }
+        buyer->TreeView1_NodeClick(node);
+        state.Current_Node_Key = node;
+        for (int r = 1; r < buyer->MSFlexGrid1.Rows(); ++r)
+            if (buyer->MSFlexGrid1.Text(r, 1) == code) {
+                buyer->MSFlexGrid1.Set_Row(r);
+                buyer->MSFlexGrid1.Set_Col(col);
+                return;
+            }
+        FAIL() << "no row for " << code;
+    }
+
+    std::unique_ptr<Register_ticket> Open_Screen() {
+        auto screen = std::make_unique<Register_ticket>(state, ui, clock, settings, browsers);
+        screen->Form_Load();
+        return screen;
+    }
+
+    // Fuel and volume chosen by their texts, as from the lists.
+    static void Choose(Register_ticket& screen, const std::string& fuel,
+                       const std::string& volume) {
+        screen.Combo2_Click(screen.Combo2.Find(fuel));
+        screen.Combo3_Click(screen.Combo3.Find(volume));
+    }
+
+    // The numbers typed as an operator does, each field left.
+    static void One(Register_ticket& screen, const std::string& number) {
+        screen.Option_Click(5);
+        screen.Text_Change(1, number);
+        screen.Focus_To(Sale_Focus::Command1);
+    }
+    static void Range(Register_ticket& screen, const std::string& first, const std::string& count) {
+        screen.Option_Click(7);
+        screen.Focus_To(Sale_Focus::Text4);
+        screen.Text_Change(4, first);
+        screen.Focus_To(Sale_Focus::Text5);
+        screen.Text_Change(5, count);
+        screen.Focus_To(Sale_Focus::Command1);
+    }
+
+    // The result rows after the grid's first blank row: "number|text|record".
+    static std::vector<std::string> Rows(const Register_ticket& screen) {
+        std::vector<std::string> rows;
+        const Grid& grid = screen.MSFlexGrid2;
+        for (int r = 2; r < grid.Rows(); ++r)
+            rows.push_back(grid.Text(r, 0) + "|" + grid.Text(r, 1) + "|" + grid.Text(r, 2));
+        return rows;
+    }
+    static int Row_Of(const Register_ticket& screen, const std::string& text) {
+        for (int r = 0; r < screen.MSFlexGrid2.Rows(); ++r)
+            if (screen.MSFlexGrid2.Text(r, 1) == text)
+                return r;
+        return -1;
+    }
+
+    Bytes File_Bytes(const std::string& name) const { return Read_All_Bytes(Path(name)); }
+    long Header_Count() const {
+        Header_Info header;
+        return Read_Header(Database(), header) == "Ok" ? static_cast<long>(header.count) : -1;
+    }
+    Ticket_Record Ticket_At(long position) const {
+        Record_File db(Database(), Ticket_Record_Size, Record_File::Mode::Read_Only);
+        Bytes raw(Ticket_Record_Size);
+        db.Read(static_cast<std::uint64_t>(position + Header_Records_Offset), raw.data());
+        return Decode_Ticket(raw.data());
+    }
+    double Balance(int company, int fuel) const {
+        Record_File file(Path(state.settings.Cache_Diff_File), Cache_Record_Size,
+                         Record_File::Mode::Read_Only);
+        Bytes raw(Cache_Record_Size);
+        file.Read(static_cast<std::uint64_t>(company), raw.data());
+        double value = 0;
+        std::memcpy(&value, raw.data() + 4 + 8 * fuel, 8);
+        return value;
+    }
+};
+
+} // namespace td::test
