@@ -7,6 +7,7 @@
 #include "catalogues/usr_vol.h"
 #include "kernel/state.h"
 #include "qt/grid_view.h"
+#include "qt/qt_dates.h"
 #include "qt/qt_mdi_form.h"
 
 #include <QCalendarWidget>
@@ -28,22 +29,6 @@ namespace {
 
 QString Q(const std::string& text) {
     return QString::fromStdString(text);
-}
-
-QDate To_QDate(double date) {
-    Calendar_Day day = Date_Parts(date);
-    return QDate(day.year, day.month, day.day);
-}
-
-double From_QDate(const QDate& date) {
-    return Date_Serial(date.year(), date.month(), date.day());
-}
-
-QCalendarWidget* Russian_Calendar(QWidget* parent) {
-    auto* calendar = new QCalendarWidget(parent);
-    calendar->setLocale(QLocale(QLocale::Russian, QLocale::Russia));
-    calendar->setFirstDayOfWeek(Qt::Monday);
-    return calendar;
 }
 
 // A dialog that owns its screen model and goes away when closed.

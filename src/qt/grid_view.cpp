@@ -147,16 +147,16 @@ void Qt_Grid_View::Apply_Grid() {
         if (!hidden)
             setRowHeight(row - 1, Twips_To_Pixels(grid.Row_Height(row), dpi_y));
     }
+    // A grid hidden by its screen while it fills is hidden here too; a view without a parent
+    // is shown by whoever owns it. Shown first: a hidden view can't scroll.
+    if (parentWidget() != nullptr && isVisibleTo(parentWidget()) != grid.Visible())
+        setVisible(grid.Visible());
     QModelIndex current = model_.index(grid.Row() - 1, grid.Col());
     if (current.isValid() && currentIndex() != current)
         setCurrentIndex(current);
     QModelIndex top = model_.index(grid.Top_Row() - 1, 0);
     if (top.isValid() && rowAt(0) != top.row())
         scrollTo(top, QAbstractItemView::PositionAtTop);
-    // A grid hidden by its screen while it fills is hidden here too; a view without a parent
-    // is shown by whoever owns it.
-    if (parentWidget() != nullptr && isVisibleTo(parentWidget()) != grid.Visible())
-        setVisible(grid.Visible());
     applying_ = false;
 }
 

@@ -1,0 +1,260 @@
+// The sale window, offscreen, driven as an operator drives it: the buyer browser's popup opens
+// it, keys go into the number fields, the buttons check and register, and the result grid shows
+// the rows in their colours.
+#include "base/dates.h"
+#include "browsers/browser_refresh.h"
+#include "browsers/sell_ticets.h"
+#include "kernel/cache_passes.h"
+#include "kernel/state.h"
+#include "qt/browser_views.h"
+#include "qt/grid_view.h"
+#include "qt/qt_mdi_form.h"
+#include "qt/sale_view.h"
+#include "qt_test_support.h"
+#include "storage/header.h"
+#include "storage/record_file.h"
+#include "storage/records.h"
+#include "storage/reference.h"
+#include "support/temp_folder.h"
+#include "tickets/register_ticket.h"
+
+#include <QComboBox>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMdiArea>
+#include <QMdiSubWindow>
+#include <QMenu>
+#include <QPushButton>
+#include <QRadioButton>
+#include <memory>
+
+using namespace td;
+using td::test::Ending_Ui;
+using td::test::Fake_Clock;
+using td::test::Memory_Settings;
+using td::test::Temp_Folder;
+
+class Sale_View_Test : public QObject {
+    Q_OBJECT
+
+    std::unique_ptr<Temp_Folder> home;
+    std::unique_ptr<Ending_Ui> ui;
+    Fake_Clock clock;
+    Memory_Settings settings;
+    Open_Browsers browsers;
+    std::unique_ptr<Qt_MDI_Form> window;
+    QMdiSubWindow* sale = nullptr;
+
+    std::string Path(const std::string& name) const { return home->File(name); }
+
+    void Installation() {
+        Program_State& state = State();
+        {
+            Record_File file(Path(state.settings.Fuel_File), Fuel_Record_Size);
+            std::vector<std::uint8_t> raw(Fuel_Record_Size);
+            const char* names[] = {"АИ-92", "АИ-95"};
+            for (std::size_t i = 0; i < Fuel_Slots; ++i) {
+                Fuel_Record fuel;
+                fuel.Exists = 1;
+                fuel.Name = i < 2 ? names[i] : "";
+                Encode(fuel, raw.data());
+                QVERIFY(file.Write(i + 1, raw.data()));
+            }
+        }
+        {
+            Record_File file(Path(state.settings.Company_File), Company_Record_Size);
+            std::vector<std::uint8_t> raw(Company_Record_Size);
+            const char* rows[][3] = {{"1", "", "Транспорт"}, {"5", "1", "Автобаза"}};
+            for (std::size_t i = 0; i < 2; ++i) {
+                Company_Record record;
+                record.Exists = 1;
+                record.Kind_Code = "1";
+                record.Code = rows[i][0];
+                record.Group_Code = rows[i][1];
+                record.Name = rows[i][2];
+                Encode(record, raw.data());
+                QVERIFY(file.Write(i + 1, raw.data()));
+            }
+        }
+        state.Company_Count =
+            Load_Company_Table(Path(state.settings.Company_File), state.Company_Table);
+        // One ticket sold: 000101, АИ-95, 10 litres.
+        const std::string database = Path(state.settings.Database_File);
+        QVERIFY(Create_Header(database, 1));
+        Ticket_Record ticket;
+        ticket.Fuel = 2;
+        ticket.Volume = 10;
+        ticket.Set_Serial("000101");
+        ticket.Company = 2;
+        ticket.Sale_Mark = 1;
+        ticket.Sell_Date = Date_Serial(2026, 11, 20);
+        std::vector<std::uint8_t> raw(Ticket_Record_Size);
+        Encode(ticket, raw.data());
+        Record_File db(database, Ticket_Record_Size);
+        QVERIFY(db.Write(1 + Header_Records_Offset, raw.data()));
+        db.Close();
+        state.Ticket_Count = 1;
+        state.Records_Offset = Header_Records_Offset;
+        Rebuild_All(state, *ui, clock, Progress_Target::Splash);
+    }
+
+    template <typename Widget> Widget* Find(const char* name) const {
+        return sale == nullptr ? nullptr : sale->findChild<Widget*>(name);
+    }
+    static QString Cell(Qt_Grid_View* view, int row, int col) {
+        view->Grid_Model().Refresh();
+        return view->model()->index(row - 1, col).data().toString();
+    }
+    static QColor Colour(Qt_Grid_View* view, int row, int col) {
+        return view->model()->index(row - 1, col).data(Qt::ForegroundRole).value<QBrush>().color();
+    }
+    // The rows of the result grid, "number|text".
+    static QStringList Rows(Qt_Grid_View* view) {
+        view->Grid_Model().Refresh();
+        QStringList rows;
+        for (int r = 0; r < view->model()->rowCount(); ++r)
+            rows << view->model()->index(r, 0).data().toString() + "|" +
+                        view->model()->index(r, 1).data().toString();
+        return rows;
+    }
+    // A radio button takes a click on its mark or its caption, not anywhere in its row.
+    static void Choose(QRadioButton* option) {
+        QTest::mouseClick(option, Qt::LeftButton, {}, QPoint(6, option->height() / 2));
+    }
+    static void Type(QWidget* field, const char* text) {
+        field->setFocus();
+        QTest::keyClicks(field, QString::fromUtf8(text));
+    }
+
+private slots:
+    void init() {
+        Reset_State();
+        home = std::make_unique<Temp_Folder>();
+        ui = std::make_unique<Ending_Ui>();
+        settings.values.clear();
+        Program_State& state = State();
+        state.Program_Folder = home->Path();
+        state.Data_Folder = home->Path();
+        state.Current_Date = Date_Serial(2026, 11, 23);
+        Installation();
+        window = std::make_unique<Qt_MDI_Form>(state, *ui, clock, settings);
+        window->Set_Blocking_Dialogs(false);
+        Attach_Browser_Views(*window, state, *ui, clock, settings, browsers);
+        Attach_Sale_View(*window, state, *ui, clock, settings, browsers);
+        window->resize(1200, 800);
+        window->show();
+        window->activateWindow();
+        QVERIFY(QTest::qWaitForWindowExposed(window.get()));
+    }
+
+    void cleanup() {
+        window->Mdi_Area()->closeAllSubWindows();
+        QCoreApplication::processEvents();
+        window.reset();
+        sale = nullptr;
+    }
+
+    void aSaleFromTheBuyersPopupIsCheckedAndRegistered() {
+        // The buyer browser, down into the group, a right click on the buyer's АИ-95 amount.
+        window->Model().Menu_Click("mnu_Sell_Tickets");
+        QCoreApplication::processEvents();
+        auto* buyers = window->findChild<Qt_Grid_View*>("MSFlexGrid1");
+        QVERIFY(buyers != nullptr);
+        buyers->Grid_Model().Refresh();
+        QTest::mouseDClick(buyers->viewport(), Qt::LeftButton, {},
+                           buyers->visualRect(buyers->model()->index(1, 0)).center());
+        buyers->Grid_Model().Refresh();
+        QCOMPARE(Cell(buyers, 2, 1), QString("1:1:5"));
+        QCOMPARE(Cell(buyers, 2, 4), QString("10"));
+        QTest::mouseClick(buyers->viewport(), Qt::RightButton, {},
+                          buyers->visualRect(buyers->model()->index(1, 4)).center());
+        QMenu* popup = window->Context_Menu("mnu_popup");
+        QTRY_VERIFY(popup->isVisible());
+        QAction* sell = window->Menu_Action("mnu_popup_sell");
+        QVERIFY(sell->isEnabled());
+        popup->close();
+        sell->trigger();
+        QCoreApplication::processEvents();
+
+        for (QMdiSubWindow* sub : window->Mdi_Area()->subWindowList())
+            if (sub->windowTitle() == QString::fromUtf8(Register_ticket::Caption))
+                sale = sub;
+        QVERIFY(sale != nullptr);
+        QVERIFY(sale->isMaximized());
+        QCOMPARE(Find<QLabel>("Label7")->text(), QString("Автобаза; 1:1:5"));
+        // Column 4 of the buyer grid is АИ-95.
+        QCOMPARE(Find<QComboBox>("Combo2")->currentText(), QString("АИ-95"));
+        QCOMPARE(Find<QComboBox>("Combo3")->currentText(), QString("010"));
+
+        // A range by its ends, typed: Enter in the first number lands in the last; leaving the
+        // last turns the range into a first number and a count.
+        auto* text2 = Find<QLineEdit>("Text2");
+        auto* text3 = Find<QLineEdit>("Text3");
+        auto* text4 = Find<QLineEdit>("Text4");
+        auto* text5 = Find<QLineEdit>("Text5");
+        QVERIFY(!text2->isEnabled());
+        Choose(Find<QRadioButton>("Option6"));
+        QVERIFY(text2->isEnabled());
+        Type(text2, "100");
+        QTest::keyClick(text2, Qt::Key_Return);
+        QTRY_COMPARE(QApplication::focusWidget(), static_cast<QWidget*>(text3));
+        QCOMPARE(text2->text(), QString("000100"));
+        Type(text3, "102");
+        QTest::keyClick(text3, Qt::Key_Return);
+        QTRY_VERIFY(Find<QRadioButton>("Option7")->isChecked());
+        QCOMPARE(text4->text(), QString("000100"));
+        QCOMPARE(text5->text(), QString("3"));
+        QVERIFY(text4->isEnabled() && !text2->isEnabled());
+        // Enter left the end field for "Проверить"; Enter there presses it.
+        auto* check = Find<QPushButton>("Command1");
+        QTRY_COMPARE(QApplication::focusWidget(), static_cast<QWidget*>(check));
+        QTest::keyClick(check, Qt::Key_Return);
+
+        auto* result = Find<Qt_Grid_View>("MSFlexGrid2");
+        QStringList rows = Rows(result);
+        QVERIFY2(rows.contains("000101|Ошибка. Талон уже зарегистрирован: 20.11.2026"),
+                 qPrintable(rows.join("\n")));
+        QCOMPARE(rows.last(), QString("|Начальный номер: 000100 кол-во: 3 шт"));
+        const int refused =
+            static_cast<int>(rows.indexOf("|Талон(ы) НЕ могут быть зарегистрирован(ы)."));
+        QVERIFY(refused > 0);
+        QCOMPARE(Colour(result, refused + 1, 1), QColor(170, 30, 30));
+        QVERIFY(!State().Sale_Checked);
+
+        // Another range: the check accepts, the commit registers, the buyer's amount grows.
+        text4->setFocus();
+        text4->selectAll();
+        QTest::keyClicks(text4, "200");
+        QTest::keyClick(text4, Qt::Key_Tab);
+        QTRY_COMPARE(QApplication::focusWidget(), static_cast<QWidget*>(text5));
+        text5->selectAll();
+        QTest::keyClicks(text5, "2");
+        QTest::mouseClick(check, Qt::LeftButton);
+        QVERIFY(State().Sale_Checked);
+        QTest::mouseClick(Find<QPushButton>("Command2"), Qt::LeftButton);
+        rows = Rows(result);
+        QCOMPARE(rows.at(rows.size() - 2), QString("|Талон(ы) зарегистрирован(ы)."));
+        QCOMPARE(rows.last(), QString("|Начальный номер: 000200 кол-во: 2 шт"));
+        QCOMPARE(Colour(result, static_cast<int>(rows.size()) - 1, 1), QColor(30, 120, 50));
+        QVERIFY(text4->text().isEmpty() && text5->text().isEmpty());
+        QCOMPARE(State().Ticket_Count, 3L);
+        QCOMPARE(Cell(buyers, 2, 4), QString("30"));
+
+        // The mouse on a disabled field chooses its option.
+        auto* text1 = Find<QLineEdit>("Text1");
+        QVERIFY(!text1->isEnabled());
+        QWidget* numbers = text1->parentWidget();
+        QTest::mousePress(numbers, Qt::LeftButton, {}, text1->geometry().center());
+        QTRY_VERIFY(Find<QRadioButton>("Option5")->isChecked());
+        QVERIFY(text1->isEnabled());
+
+        // "Отмена" closes the screen and keeps the options.
+        QTest::mouseClick(Find<QPushButton>("Command3"), Qt::LeftButton);
+        QCoreApplication::processEvents();
+        QCOMPARE(settings.Get(Settings_Application, "Windows", "RTO5", ""), std::string("True"));
+        QCOMPARE(settings.Get(Settings_Application, "Windows", "RTO7", ""), std::string("False"));
+    }
+};
+
+TD_QTEST_MAIN(Sale_View_Test)
+#include "sale_view_test.moc"
