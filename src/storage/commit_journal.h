@@ -13,9 +13,9 @@ namespace td {
 
 inline constexpr const char* Commit_Journal_File = "Commit.$$$";
 
-// Writes the note for `database` (a full path) and its header's count before the commit, and
-// forces it and its name to the disk before the commit's first write. False, with the failure
-// noted, when it can't be made: the commit must then write nothing.
+// Writes the note for `database` (a full path) and its header's count before the commit's first
+// write. False, with the failure noted, when it can't be made: the commit must then write
+// nothing.
 bool Begin_Commit_Journal(const std::string& data_folder, const std::string& database,
                           long long count_before, File_Failure& failure);
 

@@ -244,9 +244,10 @@ bool Record_File::Write_Bytes(std::uint64_t offset, std::size_t length, const st
 bool Record_File::Sync() {
     if (fd_ < 0)
         return Failed(error_ != 0 ? error_ : EBADF);
+    // The data and what is needed to read it back (the size); times and the like may wait.
     int rc;
     do {
-        rc = ::fsync(fd_);
+        rc = ::fdatasync(fd_);
     } while (rc != 0 && errno == EINTR);
     return rc == 0 || Failed(errno);
 }

@@ -10,9 +10,9 @@
 #include "kernel/state.h"
 #include "storage/file_failure.h"
 #include "storage/record_file.h"
-#include "storage/ticket_reader.h"
 #include "tickets/result_log.h"
 
+#include <algorithm>
 #include <cctype>
 #include <vector>
 
@@ -36,12 +36,18 @@ std::int32_t Find_Buyer(const std::string& company_file, const std::string& name
     std::vector<std::uint8_t> bytes(static_cast<std::size_t>(records) * Company_Record_Size);
     if (records > 0 && !file.Read_Block(1, records, bytes.data()))
         return 0;
-    // Past the end a record reads as zeros: it does not exist, and the search ends there.
+    // Past the end a record reads as zeros: it does not exist, and the search ends there. The
+    // code ends the path: only a record with that code is decoded whole.
+    const std::string own_code = code.substr(code.rfind(':') + 1);
     for (std::uint64_t r = 0; r < records; ++r) {
-        const Company_Record record = Decode_Company(bytes.data() + r * Company_Record_Size);
-        if (Trim_Text(record.Name) == name && Buyer_Code_Of(record) == code)
-            return static_cast<std::int32_t>(r + 1);
-        if (record.Exists != 1)
+        const std::uint8_t* raw = bytes.data() + r * Company_Record_Size;
+        const Company_View view(raw);
+        if (Trim_Text(view.Code()) == own_code) {
+            const Company_Record record = Decode_Company(raw);
+            if (Buyer_Code_Of(record) == code && Trim_Text(record.Name) == name)
+                return static_cast<std::int32_t>(r + 1);
+        }
+        if (!view.Exists())
             break;
     }
     return 0;
@@ -88,18 +94,22 @@ void Scan_Tickets(Program_State& state, Ui& ui, long count,
                              path + ": " + System_Reason(database.Error()));
         return;
     }
-    Ticket_Reader reader(database, state.Records_Offset, count);
-    for (long long block = 0; block < reader.Blocks(); ++block) {
-        const Ticket_Record* tickets = reader.Next();
-        if (reader.Read_Failure().Failed()) {
-            Fatal_Run_Time_Error(ui, Run_Time_Error_Of(reader.Read_Failure().error),
-                                 reader.Read_Failure().Text());
+    // Plain reads in large blocks: the scan's own work is a few comparisons a ticket, so a
+    // thread reading ahead would only wait for it.
+    constexpr long Block = 8192;
+    std::vector<Ticket_Record> block(static_cast<std::size_t>(Block));
+    for (long first = 1; first <= count; first += Block) {
+        const long n = std::min(Block, count - first + 1);
+        const long long record = first + state.Records_Offset;
+        if (record < 1 ||
+            !database.Read_Block(static_cast<std::uint64_t>(record), static_cast<std::uint64_t>(n),
+                                 reinterpret_cast<std::uint8_t*>(block.data()))) {
+            Fatal_Run_Time_Error(ui, Run_Time_Error_Of(database.Error()),
+                                 path + ": " + System_Reason(database.Error()));
             return;
         }
-        const long first = static_cast<long>(reader.First_Of(block));
-        const long n = static_cast<long>(reader.Count_Of(block));
         for (long k = 0; k < n; ++k)
-            if (!visit(first + k, tickets[k]))
+            if (!visit(first + k, block[static_cast<std::size_t>(k)]))
                 return;
         progress(first + n - 1);
     }
