@@ -110,6 +110,10 @@ void Register_ticket::Prepare_Result_Grid() {
 }
 
 void Register_ticket::Working(bool on) {
+    // Nothing else of the program is offered while an operation runs: the bar is repainted by
+    // letting events through, and no click of the user may come with them.
+    if (busy_ != on)
+        ui_.Main_Window_Enabled(!on);
     busy_ = on;
     Reglbl_Visible = on;
     RegProg1_Visible = on;
