@@ -49,6 +49,9 @@ public:
     Qt_Grid_Model& Grid_Model() { return model_; }
 
     static int Twips_To_Pixels(int twips, int dots_per_inch);
+    static int Pixels_To_Twips(int pixels, int dots_per_inch) {
+        return dots_per_inch > 0 ? pixels * 1440 / dots_per_inch : pixels * 15;
+    }
 
 private:
     void Apply_Grid();

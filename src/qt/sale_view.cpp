@@ -44,10 +44,6 @@ QString Q(const std::string& text) {
     return QString::fromStdString(text);
 }
 
-int Pixels_To_Twips(int pixels, int dots_per_inch) {
-    return dots_per_inch > 0 ? pixels * 1440 / dots_per_inch : pixels * 15;
-}
-
 // A number field: the user types no further than its limit; the program may write any text.
 class Number_Field : public QLineEdit {
 public:
@@ -132,7 +128,8 @@ public:
     void Take_Grid_Width() {
         if (layout() != nullptr)
             layout()->activate();
-        model_.Set_Grid_Width(Pixels_To_Twips(grid_->viewport()->width(), logicalDpiX()));
+        model_.Set_Grid_Width(
+            Qt_Grid_View::Pixels_To_Twips(grid_->viewport()->width(), logicalDpiX()));
     }
 
 protected:
@@ -140,7 +137,8 @@ protected:
     void resizeEvent(QResizeEvent* event) override {
         QWidget::resizeEvent(event);
         if (grid_ != nullptr)
-            model_.Set_Grid_Width(Pixels_To_Twips(grid_->viewport()->width(), logicalDpiX()));
+            model_.Set_Grid_Width(
+                Qt_Grid_View::Pixels_To_Twips(grid_->viewport()->width(), logicalDpiX()));
     }
 
 private:
