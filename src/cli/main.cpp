@@ -4,6 +4,7 @@
 #include "cli/catalogue_verbs.h"
 #include "cli/cli_ui.h"
 #include "cli/demo_installation.h"
+#include "cli/import_verbs.h"
 #include "cli/session.h"
 #include "kernel/cache_passes.h"
 #include "kernel/settings.h"
@@ -57,6 +58,9 @@ verbs:
   fuel [set SLOT NAME [PRICE]]     list the fuel grades, or name one and price it
   station [set SLOT NAME]          list the stations, or name one
   volume [add LITRES...]           list the user volumes, or declare new ones
+  import FILE.dbf --update|--replace|--compare [--yes]
+                           bring the buyers in from the 1C table, or compare the two;
+                           --replace asks on a terminal and needs --yes otherwise
 )";
 } // namespace td::cli
 
@@ -472,6 +476,8 @@ int Run_Verb(const Arguments& args) {
     if (args.verb == "totals")
         return Totals(args);
     if (int code = Run_Catalogue_Verb(args); code >= 0)
+        return code;
+    if (int code = Run_Import_Verb(args); code >= 0)
         return code;
     std::fputs(Usage, stderr);
     return args.verb.empty() ? 2
