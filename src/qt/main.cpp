@@ -6,6 +6,7 @@
 #include "kernel/unhandled.h"
 #include "qt/browser_views.h"
 #include "qt/catalogue_views.h"
+#include "qt/import_view.h"
 #include "qt/qt_instance_guard.h"
 #include "qt/qt_mdi_form.h"
 #include "qt/qt_ui.h"
@@ -108,6 +109,7 @@ int main(int argc, char** argv) {
     td::Open_Browsers browsers;
     td::Attach_Catalogue_Views(window, state, ui, clock, &browsers);
     td::Attach_Browser_Views(window, state, ui, clock, user_settings, browsers);
+    td::Attach_Import_View(window, state, ui, clock, user_settings);
     window.setEnabled(true);
     // Without a window manager (Xvfb) maximising is not honoured: the screen's size stands in.
     if (QScreen* screen = window.screen())
