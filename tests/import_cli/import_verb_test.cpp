@@ -4,6 +4,7 @@
 #include "import/dbf_writer.h"
 #include "support/temp_folder.h"
 
+#include <cstdlib>
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <string>
@@ -127,6 +128,42 @@ TEST_F(Import_Verb, BadArgumentsAndBadTables) {
     EXPECT_EQ(compare.exit_code, 1);
     EXPECT_NE(compare.err.find("Run-time error '2':"), std::string::npos) << compare.err;
     EXPECT_NE(compare.err.find("missing.dbf: No such file or directory"), std::string::npos);
+}
+
+// A write that fails (a file size limit) and a kill at the moment the new file would take the
+// old one's place: the company file stays as it was, and the next update does the work.
+TEST_F(Import_Verb, AFailedOrKilledUpdateLeavesTheCompanyFileAsItWas) {
+    tables.Write("sc.dbf",
+                 Dbf_Bytes(Buyer_Fields(), {{{"77777", "1", "", To_866("Новый")}}}, 0x65));
+    // A first run does the start-up rebuild, so that the runs below write only the import's file.
+    ASSERT_EQ(Run("import " + tables.File("sc.dbf") + " --compare").exit_code, 1);
+    const std::string demo = Companies();
+
+    Run_Result limited =
+        Run_Tdctl("import " + tables.File("sc.dbf") + " --update --home " + home.Path(), config,
+                  Runtime_Folder::Config, "ulimit -f 20;");
+    EXPECT_EQ(limited.exit_code, 1);
+    EXPECT_NE(limited.err.find("FATAL ERROR 0x0FEAA1B in module: DB Import"), std::string::npos)
+        << limited.err;
+    EXPECT_NE(limited.err.find("Company_Db.dat.new: File too large"), std::string::npos);
+    EXPECT_EQ(Companies(), demo);
+    EXPECT_FALSE(home.Exists("data/Company_Db.dat.new"));
+
+    if (std::system("strace -V >/dev/null 2>&1") == 0) {
+        Run_Result killed = Run_Tdctl(
+            "import " + tables.File("sc.dbf") + " --update --home " + home.Path(), config,
+            Runtime_Folder::Config, "strace -f -o /dev/null -e inject=rename:signal=KILL");
+        EXPECT_NE(killed.exit_code, 0);
+        EXPECT_EQ(Companies(), demo);
+        // Killed with the new file written in full beside the old one.
+        EXPECT_EQ(home.Read("data/Company_Db.dat.new"),
+                  demo + Company_Bytes(1, "77777", "1", "", "", "Новый"));
+    }
+    Run_Result updated = Run("import " + tables.File("sc.dbf") + " --update");
+    ASSERT_EQ(updated.exit_code, 0) << updated.err;
+    EXPECT_EQ(updated.out, "renamed\t0\nadded\t1\n");
+    EXPECT_EQ(Companies(), demo + Company_Bytes(1, "77777", "1", "", "", "Новый"));
+    EXPECT_FALSE(home.Exists("data/Company_Db.dat.new"));
 }
 
 } // namespace
