@@ -228,7 +228,10 @@ bool Dbf_Table::Load(const std::string& path) {
             return Fail(table_error::Not_A_Table, "not a dBASE table: field " +
                                                       std::to_string(fields + 1) +
                                                       " has the type " + Hex_Byte(field[11]));
-        widths += (type == 'C') ? (field[16] | (field[17] << 8)) : field[16];
+        // One byte of width, for every type: the byte after it is the decimals, which some
+        // writers use as a high byte of long character fields and others for formatting; the
+        // library reads one byte, and so does this check, so that both agree on every table.
+        widths += field[16];
         ++fields;
     }
     if (fields == 0 || widths != record_length)

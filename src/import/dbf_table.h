@@ -7,6 +7,9 @@
 // the code page under which more of the table's upper-half bytes read as Russian letters wins, 866
 // on a tie, as in the DOS tables 1C writes.
 //
+// Fields are at most 255 bytes wide (one byte of width, as in dBASE itself): a table whose long
+// character fields take a second byte of width is refused, since its records would not add up.
+//
 // Character fields keep their blanks as the file has them (a code of ten characters that starts
 // with blanks is split where it stands); number fields read as the number's text, without the
 // blanks that align it. Rows marked deleted are not part of the table.

@@ -112,7 +112,11 @@ TEST(Dbf_Table, FilesThatAreNoTableOrCutShortAreNamedWithWhatIsWrong) {
     bad_type[32 + 32 + 11] = 'Q';
     std::string bad_length = whole;
     bad_length[10] = 50;
+    const std::string wide =
+        Dbf_Bytes({{"CODE", 'C', 5}, {"NAME", 'C', 300}}, {{{"1", "А"}}}, 0x65);
     const std::vector<Case> cases = {
+        {"wide.dbf", wide, table_error::Not_A_Table,
+         "its records of 306 bytes disagree with its fields of 50"},
         {"text.dbf", "Клиенты;Код\nРомашка;1\n" + std::string(200, 'x'), table_error::Not_A_Table,
          "not a dBASE table: its first byte is 0xD0"},
         {"empty.dbf", "", table_error::Not_A_Table, "not a dBASE table: 0 bytes"},
@@ -150,6 +154,43 @@ TEST(Dbf_Table, FilesThatAreNoTableOrCutShortAreNamedWithWhatIsWrong) {
     ::mkdir(dir.File("folder.dbf").c_str(), 0700);
     EXPECT_FALSE(table.Load(dir.File("folder.dbf")));
     EXPECT_NE(table.Failure().description.find("folder.dbf: "), std::string::npos);
+}
+
+// Every byte of the header and the field descriptors spoilt in turn, and the file cut at every
+// length: the reader either reads a table or says what is wrong, and never reads past what it was
+// given (the sanitized build checks that).
+TEST(Dbf_Table, SpoiltHeadersAndCutsAreReadOrRefusedNeverMisread) {
+    Temp_Folder dir;
+    const std::string whole = Dbf_Bytes({{"CODE", 'C', 5}, {"KIND", 'N', 5}, {"NAME", 'C', 255}},
+                                        {{{"1", "1", "А"}}, {{"2", "2", "Б"}}}, 0x65);
+    const std::size_t header = 32 + 3 * 32 + 1;
+    int read = 0;
+    int refused = 0;
+    auto load = [&](const std::string& bytes) {
+        dir.Write("t.dbf", bytes);
+        Dbf_Table table;
+        if (table.Load(dir.File("t.dbf"))) {
+            ++read;
+            EXPECT_LE(table.Row_Count(), 2);
+            for (int r = 1; r <= table.Row_Count(); ++r)
+                for (int c = 1; c <= table.Column_Count(); ++c)
+                    EXPECT_LE(table.Text(r, c).size(), 3u * 255);
+        } else {
+            ++refused;
+            EXPECT_EQ(table.Failure().description.rfind(dir.File("t.dbf") + ": ", 0), 0u);
+            EXPECT_NE(table.Failure().number, 0);
+        }
+    };
+    for (std::size_t at = 0; at < header; ++at)
+        for (unsigned char value : {0x00, 0xFF, 0x0D}) {
+            std::string bytes = whole;
+            bytes[at] = static_cast<char>(value);
+            load(bytes);
+        }
+    for (std::size_t length = 0; length < whole.size(); ++length)
+        load(whole.substr(0, length));
+    EXPECT_GT(read, 0);
+    EXPECT_GT(refused, 0);
 }
 
 TEST(Dbf_Table, GuessCountsTheLettersEachCodePageWouldGive) {

@@ -47,6 +47,7 @@ inline std::string Dbf_Bytes(const std::vector<Dbf_Field>& fields, const std::ve
         descriptor[11] = f.type;
         descriptor[16] = static_cast<char>(f.width & 0xFF);
         descriptor[17] = static_cast<char>(f.type == 'C' ? f.width >> 8 : f.decimals);
+        // (a width above 255 puts its high byte where the decimals stand, as some writers do)
         out += descriptor;
     }
     out += '\x0D';
