@@ -12,6 +12,7 @@
 #include <csignal>
 #include <gtest/gtest.h>
 #include <memory>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -132,6 +133,28 @@ TEST_F(Import_Test, UpdateGivesEveryRecordOfAKeyTheNameAndATableOfNoCompaniesCha
     std::remove(Company_Path().c_str());
     Screen("one.dbf", 1)->Command_Import_Click();
     EXPECT_EQ(Companies(), Company_Bytes(1, "7", "1", "AB", "", "Три"));
+}
+
+TEST_F(Import_Test, AnUpdateWritesWhereASymlinkedCompanyFileReallyLives) {
+    Temp_Folder elsewhere;
+    elsewhere.Write("companies.dat", Company_Bytes(1, "1", "1", "", "", "Был"));
+    ASSERT_EQ(::symlink(elsewhere.File("companies.dat").c_str(), Company_Path().c_str()), 0);
+    Write_Table("sc.dbf", {{{"1", "1", "", To_866("Стал")}}});
+    Screen("sc.dbf", 1)->Command_Import_Click();
+    ASSERT_TRUE(ui.fatals.empty());
+    struct stat link {};
+    ASSERT_EQ(::lstat(Company_Path().c_str(), &link), 0);
+    EXPECT_TRUE(S_ISLNK(link.st_mode));
+    EXPECT_EQ(elsewhere.Read("companies.dat"), Company_Bytes(1, "1", "1", "", "", "Стал"));
+
+    // A replace moves the link aside, leaves what it points to, and makes a file of its own.
+    Screen("sc.dbf", 2)->Command_Import_Click();
+    ASSERT_EQ(::lstat(Company_Path().c_str(), &link), 0);
+    EXPECT_TRUE(S_ISREG(link.st_mode));
+    EXPECT_EQ(Companies(), Company_Bytes(1, "1", "1", "", "", "Стал"));
+    EXPECT_EQ(elsewhere.Read("companies.dat"), Company_Bytes(1, "1", "1", "", "", "Стал"));
+    ASSERT_EQ(::lstat(folder.File("Replaced-20261123-100000/Company_Db.dat").c_str(), &link), 0);
+    EXPECT_TRUE(S_ISLNK(link.st_mode));
 }
 
 TEST_F(Import_Test, MappingCutsEachFieldToItsWidthInBytes) {
