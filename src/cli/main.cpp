@@ -4,6 +4,7 @@
 #include "cli/catalogue_verbs.h"
 #include "cli/cli_ui.h"
 #include "cli/demo_installation.h"
+#include "cli/import_verbs.h"
 #include "cli/sale_verbs.h"
 #include "cli/session.h"
 #include "kernel/cache_passes.h"
@@ -63,6 +64,9 @@ verbs:
        [--check] [--force]
                            sell coupons to a buyer as the sale screen does: check, then
                            register; prints the result rows (number, text, record)
+  import FILE.dbf --update|--replace|--compare [--yes]
+                           bring the buyers in from the 1C table, or compare the two;
+                           --replace asks on a terminal and needs --yes otherwise
 )";
 } // namespace td::cli
 
@@ -480,6 +484,8 @@ int Run_Verb(const Arguments& args) {
     if (int code = Run_Catalogue_Verb(args); code >= 0)
         return code;
     if (int code = Run_Sale_Verb(args); code >= 0)
+        return code;
+    if (int code = Run_Import_Verb(args); code >= 0)
         return code;
     std::fputs(Usage, stderr);
     return args.verb.empty() ? 2

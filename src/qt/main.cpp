@@ -5,12 +5,13 @@
 #include "kernel/state.h"
 #include "kernel/unhandled.h"
 #include "qt/browser_views.h"
-#include "qt/sale_view.h"
 #include "qt/catalogue_views.h"
+#include "qt/import_view.h"
 #include "qt/qt_instance_guard.h"
 #include "qt/qt_mdi_form.h"
 #include "qt/qt_ui.h"
 #include "qt/qt_user_settings.h"
+#include "qt/sale_view.h"
 #include "qt/system_clock.h"
 #include "qt/test_hooks.h"
 #include "qt/tour.h"
@@ -110,6 +111,7 @@ int main(int argc, char** argv) {
     td::Attach_Catalogue_Views(window, state, ui, clock, &browsers);
     td::Attach_Browser_Views(window, state, ui, clock, user_settings, browsers);
     td::Attach_Sale_View(window, state, ui, clock, user_settings, browsers);
+    td::Attach_Import_View(window, state, ui, clock, user_settings);
     window.setEnabled(true);
     // Without a window manager (Xvfb) maximising is not honoured: the screen's size stands in.
     if (QScreen* screen = window.screen())
