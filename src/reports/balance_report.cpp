@@ -3,8 +3,10 @@
 #include "base/dates.h"
 #include "base/numbers.h"
 #include "base/text.h"
+#include "catalogues/date_pickers.h"
 #include "kernel/state.h"
 #include "reports/reference_snapshot.h"
+#include "reports/report_store.h"
 
 #include <array>
 #include <cmath>
@@ -231,6 +233,17 @@ Balance_Report Build_Balance_Report(const Program_State& state, const Balance_Co
         last += "\t" + Format_Number(sum);
     report.rows.push_back(last);
     report.ok = true;
+    return report;
+}
+
+std::optional<Balance_Report> Run_Balance_Command(Program_State& state, Clock& clock,
+                                                  User_Settings& settings,
+                                                  const Balance_Command& command,
+                                                  const Period_Dialog& dialog) {
+    if (command.period && !Ask_Period(state, clock, settings, dialog))
+        return std::nullopt;
+    Balance_Report report = Build_Balance_Report(state, command);
+    Report_Lists().Report_Rows = report.ok ? report.rows : std::vector<std::string>{};
     return report;
 }
 

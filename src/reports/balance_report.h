@@ -4,12 +4,20 @@
 // the period) and in the figure they show.
 #pragma once
 
+#include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
 namespace td {
 
 struct Program_State;
+class Clock;
+class User_Settings;
+class Cld_Usr;
+
+// Shows the period picker modally; returns once it is closed.
+using Period_Dialog = std::function<void(Cld_Usr&)>;
 
 enum class Balance_Figure { All, Sold, Redeemed, Left };
 
@@ -44,5 +52,13 @@ struct Balance_Report {
 // period commands take Low_Date and High_Date as they stand (the caller asked for them and put
 // them in order).
 Balance_Report Build_Balance_Report(const Program_State& state, const Balance_Command& command);
+
+// The command as the menu runs it: a period command asks for the period first, and builds
+// nothing when the picker is cancelled (no value; the rows on show stay). A report that was
+// built replaces Report_Rows; a failed one leaves them empty.
+std::optional<Balance_Report> Run_Balance_Command(Program_State& state, Clock& clock,
+                                                  User_Settings& settings,
+                                                  const Balance_Command& command,
+                                                  const Period_Dialog& dialog);
 
 } // namespace td

@@ -15,11 +15,12 @@ class Clock;
 
 // What the "Информация" entry of a result grid hands over.
 struct Ticket_Info_Request {
-    std::string serial;      // column 0 of the selected result row
-    std::string record_text; // its hidden third cell: the ticket's record number in the file, or ""
+    std::string serial{}; // column 0 of the selected result row
+    std::string
+        record_text{};       // its hidden third cell: the ticket's record number in the file, or ""
     int fuel_slot = 0;       // the position of the fuel in the source form's list + 1
     double volume = 0.0;     // the value of the source form's volume box
-    std::string fuel_name;   // the fuel as the browser's grid names it, for the caption
+    std::string fuel_name{}; // the fuel as the browser's grid names it, for the caption
 };
 
 class Rep_Reg {

@@ -3,8 +3,10 @@
 #include "base/dates.h"
 #include "base/numbers.h"
 #include "base/text.h"
+#include "catalogues/date_pickers.h"
 #include "kernel/state.h"
 #include "reports/reference_snapshot.h"
+#include "reports/report_store.h"
 
 namespace td {
 
@@ -182,6 +184,20 @@ Stat_Report Build_Buyer_Statistics(const Program_State& state, const std::string
         Join({"", "", "", "", "", "", "", "Остаток", Format_Number(sold - redeemed), ""}) + "\t*0");
     report.value_labels = {Format_Number(sold) + " л", Format_Number(redeemed) + " л",
                            Format_Number(sold - redeemed) + " л"};
+    return report;
+}
+
+std::optional<Stat_Report> Run_Statistics(Program_State& state, Clock& clock,
+                                          User_Settings& settings, const Stat_Request& request,
+                                          const std::function<void(Cld_Usr&)>& dialog) {
+    if (request.period && !Ask_Period(state, clock, settings, dialog))
+        return std::nullopt;
+    const Stat_Scope scope = request.period ? Stat_Scope::Period : Stat_Scope::Current_Date;
+    Stat_Report report =
+        request.station
+            ? Build_Station_Statistics(state, request.station_number, request.fuel, scope)
+            : Build_Buyer_Statistics(state, request.buyer_key, request.fuel, scope);
+    Report_Lists().Stat_Rows = report.rows;
     return report;
 }
 

@@ -5,6 +5,8 @@
 
 #include "storage/records.h"
 
+#include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -12,6 +14,9 @@ namespace td {
 
 struct Program_State;
 class Reference_Snapshot;
+class Clock;
+class User_Settings;
+class Cld_Usr;
 
 // The ten columns of the statistics and of the ticket information.
 const std::vector<std::string>& Ticket_Column_Headers();
@@ -47,5 +52,18 @@ std::string Buyer_Key(const std::uint8_t* company_raw);
 // whose key is `key` counts; the name shown is that of the first.
 Stat_Report Build_Buyer_Statistics(const Program_State& state, const std::string& key, int fuel,
                                    Stat_Scope scope);
+
+// The five commands as the menus run them: the period variants ask for the period first and
+// build nothing when it is cancelled (no value). A report built replaces Stat_Rows.
+struct Stat_Request {
+    bool station = false; // else a buyer
+    bool period = false;
+    long station_number = 0;
+    std::string buyer_key;
+    int fuel = 0;
+};
+std::optional<Stat_Report> Run_Statistics(Program_State& state, Clock& clock,
+                                          User_Settings& settings, const Stat_Request& request,
+                                          const std::function<void(Cld_Usr&)>& dialog);
 
 } // namespace td
