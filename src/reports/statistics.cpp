@@ -76,14 +76,16 @@ std::string Ticket_Cells(const Ticket_Record& ticket, const Reference_Snapshot& 
 }
 
 Stat_Report Build_Station_Statistics(const Program_State& state, long station, int fuel,
-                                     Stat_Scope scope) {
+                                     Stat_Scope scope, const Stat_Names& names) {
     const Reference_Snapshot references(state);
     Stat_Report report;
-    const std::string name = references.Station_Name(station);
+    const std::string name =
+        names.station.empty() ? references.Station_Name(station) : names.station;
+    const std::string fuel_name = names.fuel.empty() ? references.Fuel_Name(fuel) : names.fuel;
     const std::string when = scope == Stat_Scope::Period ? " за период " + Period_Text(state)
                                                          : " за " + Format_Date(state.Current_Date);
     report.caption = "Статистика списаний по " + name + when;
-    report.title = "Статистика списаний по  " + name + when + ". ГСМ " + references.Fuel_Name(fuel);
+    report.title = "Статистика списаний по  " + name + when + ". ГСМ " + fuel_name;
 
     const long long current = Day_Of(state.Current_Date);
     const long long low = Day_Of(state.Low_Date);
@@ -125,7 +127,7 @@ std::string Buyer_Key(const std::uint8_t* company_raw) {
 }
 
 Stat_Report Build_Buyer_Statistics(const Program_State& state, const std::string& key, int fuel,
-                                   Stat_Scope scope) {
+                                   Stat_Scope scope, const Stat_Names& names) {
     const Reference_Snapshot references(state);
     Stat_Report report;
 
@@ -147,7 +149,10 @@ Stat_Report Build_Buyer_Statistics(const Program_State& state, const std::string
 
     const std::string when = scope == Stat_Scope::Period ? "период " + Period_Text(state)
                                                          : Format_Date(state.Current_Date);
-    report.caption = "Статистика талонов ГСМ '" + references.Fuel_Name(fuel) + "' на " + when;
+    if (!names.buyer.empty())
+        name = names.buyer;
+    const std::string fuel_name = names.fuel.empty() ? references.Fuel_Name(fuel) : names.fuel;
+    report.caption = "Статистика талонов ГСМ '" + fuel_name + "' на " + when;
     report.title = report.caption + ". Клиент: " + name + " {" + key + "}";
 
     const long long current = Day_Of(state.Current_Date);
@@ -195,8 +200,9 @@ std::optional<Stat_Report> Run_Statistics(Program_State& state, Clock& clock,
     const Stat_Scope scope = request.period ? Stat_Scope::Period : Stat_Scope::Current_Date;
     Stat_Report report =
         request.station
-            ? Build_Station_Statistics(state, request.station_number, request.fuel, scope)
-            : Build_Buyer_Statistics(state, request.buyer_key, request.fuel, scope);
+            ? Build_Station_Statistics(state, request.station_number, request.fuel, scope,
+                                       request.names)
+            : Build_Buyer_Statistics(state, request.buyer_key, request.fuel, scope, request.names);
     Report_Lists().Stat_Rows = report.rows;
     return report;
 }

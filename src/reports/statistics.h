@@ -40,9 +40,17 @@ struct Stat_Report {
     std::vector<std::string> value_labels;
 };
 
+// The names the caption and title show, as the browser's grid has them; an empty name is read
+// from the reference files.
+struct Stat_Names {
+    std::string station{};
+    std::string fuel{};
+    std::string buyer{};
+};
+
 // A station's redemptions of one fuel: Validation_Date on the working date or in the period.
 Stat_Report Build_Station_Statistics(const Program_State& state, long station, int fuel,
-                                     Stat_Scope scope);
+                                     Stat_Scope scope, const Stat_Names& names = {});
 
 // The key of a company as the buyer browser's key column shows it: "1:" code for a level 1
 // company, "1:" group ":" code below it, "1:" group ":" subgroup ":" code on level 3.
@@ -51,7 +59,7 @@ std::string Buyer_Key(const std::uint8_t* company_raw);
 // A buyer's coupons of one fuel: Sell_Date up to the working date or in the period. Every company
 // whose key is `key` counts; the name shown is that of the first.
 Stat_Report Build_Buyer_Statistics(const Program_State& state, const std::string& key, int fuel,
-                                   Stat_Scope scope);
+                                   Stat_Scope scope, const Stat_Names& names = {});
 
 // The five commands as the menus run them: the period variants ask for the period first and
 // build nothing when it is cancelled (no value). A report built replaces Stat_Rows.
@@ -61,6 +69,7 @@ struct Stat_Request {
     long station_number = 0;
     std::string buyer_key;
     int fuel = 0;
+    Stat_Names names{};
 };
 std::optional<Stat_Report> Run_Statistics(Program_State& state, Clock& clock,
                                           User_Settings& settings, const Stat_Request& request,
