@@ -71,30 +71,42 @@ void Print_Grid_Page(Printer& printer, const Grid& grid, const std::string& titl
     y += printer.Text_Height();
     y += printer.Text_Height(); // the empty line
     printer.Set_Font(points, false);
-    const int top = y;
     printer.Line(Left, y, width - Right_Margin, y, thickness);
 
+    const int height = printer.Page_Height();
+    auto vertical_rules = [&](int from, int to) {
+        for (int c = 0; c <= grid.Cols(); ++c)
+            printer.Line(Left + c * w, from, Left + c * w, to, thickness);
+    };
+    int page_top = y;
     for (int row = 0; row < grid.Rows(); ++row) {
         const bool total = balance && Total_Row(grid, row);
         printer.Set_Font(points, total);
+        const int line = printer.Text_Height();
+        // A row that would run off the paper goes on a new sheet, under a rule of its own: a
+        // printer would otherwise cut it off.
+        if (height > 0 && y + line > height && y > page_top) {
+            vertical_rules(page_top, y);
+            printer.New_Page();
+            y = 0;
+            page_top = 0;
+            printer.Set_Font(points, total);
+            printer.Line(Left, y, width - Right_Margin, y, thickness);
+        }
         for (int c = 0; c < grid.Cols(); ++c) {
-            std::string text = grid.Text(row, c);
-            if (total) {
-                text += "  ";
-                printer.Text(Left + (c + 1) * w - printer.Text_Width(text), y, text);
-                continue;
-            }
-            text += " ";
+            std::string text = grid.Text(row, c) + (total ? "  " : " ");
             if (balance)
                 while (!text.empty() && printer.Text_Width(text) > w)
                     Drop_Last_Character(text);
-            printer.Text(Left + c * w, y, text);
+            if (total)
+                printer.Text(Left + (c + 1) * w - printer.Text_Width(text), y, text);
+            else
+                printer.Text(Left + c * w, y, text);
         }
-        y += printer.Text_Height();
+        y += line;
         printer.Line(Left, y, width - Right_Margin, y, thickness);
     }
-    for (int c = 0; c <= grid.Cols(); ++c)
-        printer.Line(Left + c * w, top, Left + c * w, y, thickness);
+    vertical_rules(page_top, y);
 }
 
 } // namespace td

@@ -27,3 +27,16 @@ foreach(kind full sales left)
     td_fixture_test(reports_bad_group ${kind} "${td_report_date}|report ${kind}" 1
         reports/empty.out)
 endforeach()
+# --pdf: every page through the printer's drawing code, into a file.
+foreach(case "report full|1" "stats buyer 1:00010:00101 1|1")
+    string(REPLACE "|" ";" parts "${case}")
+    list(GET parts 0 verb)
+    list(GET parts 1 pages)
+    string(REPLACE " " "_" label "${verb}")
+    add_test(NAME reports.pdf.${label}
+        COMMAND ${CMAKE_COMMAND} -DTDCTL=$<TARGET_FILE:tdctl>
+                -DDATA=${CMAKE_CURRENT_SOURCE_DIR}/data
+                -DWORK=${CMAKE_CURRENT_BINARY_DIR}/fixtures/pdf.${label}
+                "-DVERB=${verb}" -DPAGES=${pages}
+                -P ${CMAKE_CURRENT_SOURCE_DIR}/reports/run_pdf.cmake)
+endforeach()

@@ -404,6 +404,36 @@ TEST_F(Reports_Test, PrintedLayoutOfBothStyles) {
     EXPECT_EQ(Recording_Printer::Characters(cell.text), 48);
     EXPECT_EQ(cell.text, std::string(30, 'x') + "ЖЖЖЖЖЖЖЖЖЖЖЖЖЖЖЖЖЖ");
 
+    // Rows that run past the paper's height go on to a new sheet, with rules of their own.
+    Grid tall(62, 2);
+    for (int r = 1; r < 62; ++r)
+        tall.Set_Text(r, 0, "r" + std::to_string(r));
+    Recording_Printer paper;
+    Print_Grid_Page(paper, tall, "t", 1, Print_Style::Simple);
+    int sheets = 1;
+    int last_y = 0;
+    for (const auto& op : paper.ops) {
+        if (op.what == "page")
+            ++sheets;
+        if (op.what == "text")
+            last_y = std::max(last_y, op.y1);
+        if (op.what == "text" && op.text == "r53 ") {
+            EXPECT_EQ(op.y1, 0); // the first row of the second sheet
+        }
+    }
+    EXPECT_EQ(sheets, 2);
+    EXPECT_LE(last_y + 200, 11000);
+    ASSERT_NE(paper.Text_Op("r61 "), nullptr);
+    // A total wider than its column is cut too, and stays within it.
+    Grid narrow(2, 8);
+    narrow.Set_Text(1, 0, "        Итого по разделу:");
+    Recording_Printer cut_total;
+    Print_Grid_Page(cut_total, narrow, "t", 1, Print_Style::Balance);
+    for (const auto& op : cut_total.ops)
+        if (op.what == "text" && op.bold && op.text.find("Итого") != std::string::npos) {
+            EXPECT_GE(op.x1, 300);
+        }
+
     // The simple style: size 10, no page number, thinner rules, nothing cut or right-aligned.
     Recording_Printer simple;
     Print_Grid_Page(simple, grid, "Статистика", 3, Print_Style::Simple);
