@@ -40,3 +40,5 @@ foreach(case "report full|1" "stats buyer 1:00010:00101 1|1")
                 "-DVERB=${verb}" -DPAGES=${pages}
                 -P ${CMAKE_CURRENT_SOURCE_DIR}/reports/run_pdf.cmake)
 endforeach()
+# The report verbs' own black-box tests copy the report fixture from here.
+target_compile_definitions(tdctl_tests PRIVATE TD_TEST_DATA="${CMAKE_CURRENT_SOURCE_DIR}/data")
