@@ -88,18 +88,21 @@ void Show_Cld_Usr(QWidget* parent, Cld_Usr& model) {
     auto* buttons = new QHBoxLayout;
     auto button = [&](const char* text, auto action) {
         auto* b = new QPushButton(QString::fromUtf8(text), &dialog);
+        b->setAutoDefault(false);
         QObject::connect(b, &QPushButton::clicked, &dialog, action);
         buttons->addWidget(b);
+        return b;
     };
     button("Тек. дата", [&] {
         model.Command3_Click();
         start->setSelectedDate(To_QDate(model.Calendar2.value));
         changed();
     });
+    // Enter takes the period shown.
     button("OK", [&] {
         model.Command1_Click();
         dialog.accept();
-    });
+    })->setDefault(true);
     button("Отмена", [&] {
         model.Command2_Click();
         dialog.reject();
