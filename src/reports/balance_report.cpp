@@ -98,7 +98,7 @@ Balance_Report Build_Balance_Report(const Program_State& state, const Balance_Co
         if (n < 0 || n > Max_Group) {
             report.failure = "out of range: the level 1 company '" + Trim_Text(company.Name()) +
                              "' (company record " + std::to_string(r) + ") has the code '" +
-                             Trim_Text(company.Code()) + "', above 100";
+                             Trim_Text(company.Code()) + "', outside 0 to 100";
             return report;
         }
         group_names[static_cast<std::size_t>(n)] = Trim_Text(company.Name());
@@ -183,7 +183,7 @@ Balance_Report Build_Balance_Report(const Program_State& state, const Balance_Co
             if (code < 0 || code > Max_Code) {
                 report.failure = "out of range: the company '" + Trim_Text(company.Name()) +
                                  "' (company record " + std::to_string(n) + ") has the code '" +
-                                 Trim_Text(company.Code()) + "', above 16384";
+                                 Trim_Text(company.Code()) + "', outside 0 to 16384";
                 return report;
             }
             // Two companies of one section with one code: the later company number wins.
