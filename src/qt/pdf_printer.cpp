@@ -10,22 +10,18 @@
 
 namespace td {
 
-namespace {
-
 // tdctl has no window system to speak of: the offscreen platform draws fonts as well.
-void Ensure_Gui_Application() {
-    if (QGuiApplication::instance() != nullptr)
-        return;
-    if (std::getenv("QT_QPA_PLATFORM") == nullptr)
-        setenv("QT_QPA_PLATFORM", "offscreen", 1);
-    static int argc = 1;
-    static char name[] = "tdctl";
-    static char* argv[] = {name, nullptr};
-    static QGuiApplication* application = new QGuiApplication(argc, argv);
-    (void)application;
-}
-
-} // namespace
+struct Pdf_Printer::Application {
+    Application() {
+        if (std::getenv("QT_QPA_PLATFORM") == nullptr)
+            setenv("QT_QPA_PLATFORM", "offscreen", 1);
+        application = std::make_unique<QGuiApplication>(argc, argv);
+    }
+    int argc = 1;
+    char name[6] = "tdctl";
+    char* argv[2] = {name, nullptr};
+    std::unique_ptr<QGuiApplication> application;
+};
 
 struct Pdf_Printer::Impl : Painter_Printer {
     explicit Impl(const std::string& path) : file(QString::fromStdString(path)) {
@@ -57,7 +53,8 @@ struct Pdf_Printer::Impl : Painter_Printer {
 };
 
 Pdf_Printer::Pdf_Printer(const std::string& file) {
-    Ensure_Gui_Application();
+    if (QGuiApplication::instance() == nullptr)
+        application_ = std::make_unique<Application>();
     impl_ = std::make_unique<Impl>(file);
 }
 

@@ -1,5 +1,6 @@
 // The printer port writing a PDF file, A4, for tdctl's --pdf and for a machine without a
-// printer. Needs a QGuiApplication, which it makes (offscreen) when there is none.
+// printer. Needs a QGuiApplication: when there is none, it makes one (offscreen) for as long as
+// it lives.
 #pragma once
 
 #include "base/printer.h"
@@ -30,7 +31,9 @@ public:
     bool End_Document() override;
 
 private:
+    struct Application;
     struct Impl;
+    std::unique_ptr<Application> application_; // goes after the writer
     std::unique_ptr<Impl> impl_;
 };
 
