@@ -9,6 +9,7 @@ packages=(
     clang libclang-rt-14-dev
     fonts-dejavu-core xvfb xauth
     strace
+    poppler-utils
 )
 
 missing=()

@@ -5,6 +5,7 @@
 #include "cli/cli_ui.h"
 #include "cli/demo_installation.h"
 #include "cli/import_verbs.h"
+#include "cli/report_verbs.h"
 #include "cli/sale_verbs.h"
 #include "cli/session.h"
 #include "kernel/cache_passes.h"
@@ -67,6 +68,19 @@ verbs:
   import FILE.dbf --update|--replace|--compare [--yes]
                            bring the buyers in from the 1C table, or compare the two;
                            --replace asks on a terminal and needs --yes otherwise
+  report KIND [--period DD.MM.YYYY DD.MM.YYYY] [--csv | --pdf FILE]
+                           a report on the working date or, with --period, on the coupons
+                           sold in the period. KIND: full (sold / redeemed / left), sales,
+                           redemptions, left (no period), liability [--at DD.MM.YYYY]
+  stats buyer KEY FUEL [--period D1 D2] [--csv | --pdf FILE]
+                           the coupons of one fuel (slot or name) sold to the buyer whose key
+                           is KEY, as the buyer browser shows it (1:10:101)
+  stats station N FUEL [--period D1 D2] [--csv | --pdf FILE]
+                           the coupons of one fuel redeemed at station N on the working date
+                           or in the period
+  ticket NUMBER --fuel FUEL --volume V [--record N] [--delete | --restore] [--yes]
+                           the first coupon of that number, fuel and volume that isn't
+                           deleted; delete it, or undo its redemption
 )";
 } // namespace td::cli
 
@@ -481,6 +495,8 @@ int Run_Verb(const Arguments& args) {
         return Date(args);
     if (args.verb == "totals")
         return Totals(args);
+    if (int code = Run_Report_Verb(args); code >= 0)
+        return code;
     if (int code = Run_Catalogue_Verb(args); code >= 0)
         return code;
     if (int code = Run_Sale_Verb(args); code >= 0)

@@ -11,6 +11,7 @@
 #include "qt/qt_mdi_form.h"
 #include "qt/qt_ui.h"
 #include "qt/qt_user_settings.h"
+#include "qt/report_views.h"
 #include "qt/sale_view.h"
 #include "qt/system_clock.h"
 #include "qt/test_hooks.h"
@@ -112,6 +113,7 @@ int main(int argc, char** argv) {
     td::Attach_Browser_Views(window, state, ui, clock, user_settings, browsers);
     td::Attach_Sale_View(window, state, ui, clock, user_settings, browsers);
     td::Attach_Import_View(window, state, ui, clock, user_settings);
+    td::Attach_Report_Views(window, state, ui, clock, user_settings, browsers);
     window.setEnabled(true);
     // Without a window manager (Xvfb) maximising is not honoured: the screen's size stands in.
     if (QScreen* screen = window.screen())

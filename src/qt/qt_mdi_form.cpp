@@ -3,6 +3,7 @@
 #include "kernel/settings.h"
 #include "kernel/state.h"
 #include "qt/qt_views.h"
+#include "qt/report_views.h"
 
 #include <QAction>
 #include <QApplication>
@@ -322,8 +323,11 @@ std::string Qt_MDI_Form::Active_Child_Caption() {
     return active == nullptr ? "" : active->windowTitle().toStdString();
 }
 
-// No report viewer exists yet that could name its page; the viewers attach here.
-void Qt_MDI_Form::Print_Active_Page() {}
+// The window in front prints its page: its grid and title found by name.
+void Qt_MDI_Form::Print_Active_Page() {
+    if (QMdiSubWindow* active = area_->activeSubWindow())
+        Print_Window_Page(active->widget(), ui_);
+}
 
 bool Qt_MDI_Form::Start_Program(const std::string& path, long& error_number,
                                 std::string& error_description) {
