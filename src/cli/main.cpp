@@ -4,6 +4,7 @@
 #include "cli/catalogue_verbs.h"
 #include "cli/cli_ui.h"
 #include "cli/demo_installation.h"
+#include "cli/maintenance_verbs.h"
 #include "cli/session.h"
 #include "kernel/cache_passes.h"
 #include "kernel/settings.h"
@@ -57,6 +58,12 @@ verbs:
   fuel [set SLOT NAME [PRICE]]     list the fuel grades, or name one and price it
   station [set SLOT NAME]          list the stations, or name one
   volume [add LITRES...]           list the user volumes, or declare new ones
+  backup [DIR]             copy the database to DIR/TD.cbk (DIR: the stored backup folder)
+  restore [DIR] [--yes]    copy the backup back over the database, then rebuild
+  delete redeemed | redeemed-on DD.MM.YYYY | all |
+         range --fuel NAME --volume V --from N --to N   [--yes]
+                           mark tickets deleted (all: move the database aside)
+  audit                    report what no screen shows; exit 1 with findings
 )";
 } // namespace td::cli
 
@@ -472,6 +479,8 @@ int Run_Verb(const Arguments& args) {
     if (args.verb == "totals")
         return Totals(args);
     if (int code = Run_Catalogue_Verb(args); code >= 0)
+        return code;
+    if (int code = Run_Maintenance_Verb(args); code >= 0)
         return code;
     std::fputs(Usage, stderr);
     return args.verb.empty() ? 2
