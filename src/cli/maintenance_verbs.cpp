@@ -6,12 +6,14 @@
 #include "kernel/startup.h"
 #include "maintenance/audit.h"
 #include "maintenance/delete_records.h"
+#include "maintenance/deletion_pass.h"
 #include "maintenance/maintenance_views.h"
 #include "maintenance/wisard.h"
 #include "storage/header.h"
 
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <optional>
 #include <unistd.h>
@@ -182,6 +184,10 @@ int Delete(const Arguments& args) {
                    option == 3 ? "Clear the database (its files are moved aside)?"
                                : "Mark the chosen tickets deleted?");
 
+    // Test hook: tickets per block of the deletion pass, so that a kill test meets many writes in
+    // a small database.
+    if (const char* block = std::getenv("TDCTL_TEST_DELETION_BLOCK"))
+        deletion_hook::Block_Tickets = std::atol(block);
     Session session(args.home);
     Program_State& state = session.State();
     Cli_Maintenance_Views views(state);

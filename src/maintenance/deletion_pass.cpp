@@ -64,16 +64,19 @@ Deletion_Result Run_Deletion_Pass(const std::string& database, const Deletion_Pa
         if (!file.Read_Block(static_cast<std::uint64_t>(first + offset),
                              static_cast<std::uint64_t>(in_block), buffer.data()))
             return fail(file);
-        // Runs of marked records are written back as one write each.
-        long run_start = -1;
-        auto write_run = [&](long end) { // records [run_start, end) of the block
-            if (run_start < 0)
+        // The records from the first mark to the last of the block go back in one write: those
+        // between the marks are written with the very bytes read, so that every record on disk
+        // stays the old one or the same with its mark, wherever a write stops.
+        long span_start = -1;
+        long span_end = -1; // one past the last marked record of the block
+        auto write_span = [&] {
+            if (span_start < 0)
                 return true;
-            const bool ok = file.Write_Block(static_cast<std::uint64_t>(first + run_start + offset),
-                                             static_cast<std::uint64_t>(end - run_start),
-                                             buffer.data() + static_cast<std::size_t>(run_start) *
-                                                                 Ticket_Record_Size);
-            run_start = -1;
+            const bool ok = file.Write_Block(
+                static_cast<std::uint64_t>(first + span_start + offset),
+                static_cast<std::uint64_t>(span_end - span_start),
+                buffer.data() + static_cast<std::size_t>(span_start) * Ticket_Record_Size);
+            span_start = span_end = -1;
             return ok;
         };
         for (long k = 0; k < in_block; ++k) {
@@ -83,24 +86,22 @@ Deletion_Result Run_Deletion_Pass(const std::string& database, const Deletion_Pa
             std::uint8_t* raw = buffer.data() + static_cast<std::size_t>(k) * Ticket_Record_Size;
             Ticket_Record ticket;
             std::memcpy(&ticket, raw, Ticket_Record_Size);
-            if (!pass.select(i, ticket)) {
-                if (!write_run(k))
-                    return fail(file);
+            if (!pass.select(i, ticket))
                 continue;
-            }
             ticket.Deleted = 1;
             raw[1] = 1;
             ++result.count;
-            if (run_start < 0)
-                run_start = k;
+            if (span_start < 0)
+                span_start = k;
+            span_end = k + 1;
             if (pass.marked && !pass.marked(i, ticket)) {
-                if (!write_run(k + 1) || !file.Sync())
+                if (!write_span() || !file.Sync())
                     return fail(file);
                 result.outcome = Deletion_Result::Outcome::Stopped;
                 return result;
             }
         }
-        if (!write_run(in_block))
+        if (!write_span())
             return fail(file);
     }
     if (!file.Sync())

@@ -339,12 +339,15 @@ TEST_F(Maintenance_Cli, DeletionKilledAnywhereLeavesEveryRecordWhole) {
         }
         return marked;
     };
-    // Every third ticket is redeemed: a thousand runs of one record, a thousand writes.
+    // Every third ticket is redeemed; in blocks of three tickets each block has one mark: a
+    // thousand writes.
     long last = -1;
     for (int when : {1, 2, 17, 250, 999, 1000}) {
         SCOPED_TRACE("redeemed, pwrite " + std::to_string(when));
         td::test::Write_All_Bytes(Data("TD.cdb"), original);
-        Run_Result run = Verb("delete redeemed --yes", Kill_At("pwrite64", when, {Data("TD.cdb")}));
+        Run_Result run =
+            Verb("delete redeemed --yes", "export TDCTL_TEST_DELETION_BLOCK=3; " +
+                                              Kill_At("pwrite64", when, {Data("TD.cdb")}));
         EXPECT_NE(run.exit_code, 0);
         const long marked = check_whole(true);
         EXPECT_EQ(marked, when - 1) << "the writes before the kill are there, whole";
@@ -362,7 +365,8 @@ TEST_F(Maintenance_Cli, DeletionKilledAnywhereLeavesEveryRecordWhole) {
     for (int when : {1, 2}) {
         td::test::Write_All_Bytes(Data("TD.cdb"), original);
         Verb("delete range --fuel АИ-92 --volume 20 --from 100000 --to 102999 --yes",
-             Kill_At("pwrite64", when, {Data("TD.cdb")}));
+             "export TDCTL_TEST_DELETION_BLOCK=500; " +
+                 Kill_At("pwrite64", when, {Data("TD.cdb")}));
         check_whole(false);
         Expect_Start_Rebuilds_Balances();
     }
