@@ -12,6 +12,7 @@
 #include <cstring>
 #include <map>
 #include <tuple>
+#include <unordered_map>
 #include <vector>
 
 namespace td {
@@ -29,12 +30,8 @@ std::string Printable(const std::string& serial) {
     return text;
 }
 
-// Numbers of six digits as a number; anything else keeps its bytes, for an exact comparison.
-struct Number_Key {
-    std::uint64_t pair_and_serial; // fuel (8 bits), volume (32 bits), serial as digits (24 bits)
-    std::uint32_t record;
-};
-
+// A number of six digits as a number, for the bit of its pair; anything else is compared by
+// its bytes.
 bool Six_Digits(const std::array<char, 6>& serial, std::uint32_t& value) {
     value = 0;
     for (char c : serial) {
@@ -103,8 +100,8 @@ Audit_Result Audit_Installation(const Audit_Files& files, double working_date) {
 
     std::vector<Cache_Record> diff(Max_Companies + 1);
     std::vector<Cache_Record> used(Max_Station_Totals + 1);
-    std::vector<Number_Key> keys;
-    keys.reserve(static_cast<std::size_t>(std::min<long long>(count, 100000000)));
+    std::unordered_map<std::uint64_t, std::vector<std::uint64_t>> seen;
+    std::vector<long long> repeated;
     // Numbers that are not six digits, or pairs out of the usual bounds: compared exactly.
     std::map<std::tuple<int, std::int32_t, std::string>, long long> odd_numbers;
 
@@ -173,13 +170,19 @@ Audit_Result Audit_Installation(const Audit_Files& files, double working_date) {
                                    std::to_string(std::min<long long>(companies, Max_Companies)));
 
             std::uint32_t digits = 0;
-            if (Six_Digits(t.Serial, digits) && t.Volume >= 0)
-                keys.push_back(
-                    {(static_cast<std::uint64_t>(t.Fuel) << 56) |
-                         (static_cast<std::uint64_t>(static_cast<std::uint32_t>(t.Volume)) << 24) |
-                         digits,
-                     static_cast<std::uint32_t>(record)});
-            else {
+            if (Six_Digits(t.Serial, digits) && t.Volume >= 0) {
+                // One bit per six-digit number and pair; a bit found set is a duplicate, whose
+                // first holder a second scan names.
+                std::vector<std::uint64_t>& bits = seen[(static_cast<std::uint64_t>(t.Fuel) << 32) |
+                                                        static_cast<std::uint32_t>(t.Volume)];
+                if (bits.empty())
+                    bits.assign(1000000 / 64 + 1, 0);
+                std::uint64_t& word = bits[digits / 64];
+                const std::uint64_t bit = std::uint64_t{1} << (digits % 64);
+                if ((word & bit) != 0)
+                    repeated.push_back(record);
+                word |= bit;
+            } else {
                 auto [it, fresh] = odd_numbers.try_emplace(std::make_tuple(static_cast<int>(t.Fuel),
                                                                            std::int32_t{t.Volume},
                                                                            t.Serial_Text()),
@@ -206,23 +209,42 @@ Audit_Result Audit_Installation(const Audit_Files& files, double working_date) {
         }
     }
 
-    std::sort(keys.begin(), keys.end(), [](const Number_Key& a, const Number_Key& b) {
-        return a.pair_and_serial != b.pair_and_serial ? a.pair_and_serial < b.pair_and_serial
-                                                      : a.record < b.record;
-    });
-    for (std::size_t i = 1; i < keys.size(); ++i) {
-        if (keys[i].pair_and_serial != keys[i - 1].pair_and_serial)
-            continue;
-        std::size_t first = i - 1;
-        while (first > 0 && keys[first - 1].pair_and_serial == keys[i].pair_and_serial)
-            --first;
-        std::uint8_t raw[Ticket_Record_Size];
-        database.Read(keys[i].record, raw);
-        const Ticket_Record t = Decode_Ticket(raw);
-        ticket_finding(Audit_Finding::Kind::Duplicate_Number, keys[i].record, t,
-                       "the same number under fuel " + std::to_string(t.Fuel) + " and volume " +
-                           std::to_string(t.Volume) + " as record " +
-                           std::to_string(keys[first].record));
+    if (!repeated.empty()) {
+        // The first live holder of each repeated number, by a second scan of the live tickets.
+        using Key = std::tuple<int, std::int32_t, std::string>;
+        std::map<Key, long long> first_of;
+        std::vector<Key> keys_of_repeated;
+        std::vector<Ticket_Record> repeated_tickets;
+        for (long long record : repeated) {
+            std::uint8_t raw[Ticket_Record_Size];
+            database.Read(static_cast<std::uint64_t>(record), raw);
+            const Ticket_Record t = Decode_Ticket(raw);
+            keys_of_repeated.emplace_back(t.Fuel, std::int32_t{t.Volume}, t.Serial_Text());
+            repeated_tickets.push_back(t);
+            first_of.emplace(keys_of_repeated.back(), 0);
+        }
+        for (long long first = 1; first <= count; first += Block) {
+            const long long n = std::min(Block, count - first + 1);
+            if (!database.Read_Block(static_cast<std::uint64_t>(first + offset),
+                                     static_cast<std::uint64_t>(n), buffer.data()))
+                break;
+            for (long long k = 0; k < n; ++k) {
+                Ticket_Record t;
+                std::memcpy(&t, buffer.data() + k * Ticket_Record_Size, Ticket_Record_Size);
+                if (t.Deleted != 0)
+                    continue;
+                auto it = first_of.find(Key(t.Fuel, std::int32_t{t.Volume}, t.Serial_Text()));
+                if (it != first_of.end() && it->second == 0)
+                    it->second = first + k + offset;
+            }
+        }
+        for (std::size_t i = 0; i < repeated.size(); ++i) {
+            const Ticket_Record& t = repeated_tickets[i];
+            ticket_finding(Audit_Finding::Kind::Duplicate_Number, repeated[i], t,
+                           "the same number under fuel " + std::to_string(t.Fuel) + " and volume " +
+                               std::to_string(t.Volume) + " as record " +
+                               std::to_string(first_of[keys_of_repeated[i]]));
+        }
     }
 
     const long long beyond =

@@ -18,7 +18,7 @@ std::size_t Block_Bytes = 0;
 
 namespace {
 
-constexpr std::size_t Default_Block = 4u << 20;
+constexpr std::size_t Default_Block = 32u << 20;
 
 // The failure's number as the system gives it for an error of the system, by which side failed.
 long Failure_Number(int error, bool reading_source) {
@@ -147,19 +147,42 @@ Copy_Outcome Copy_File_Whole(const std::string& source, const std::string& targe
     };
 
     const std::size_t block = copy_hook::Block_Bytes > 0 ? copy_hook::Block_Bytes : Default_Block;
-    std::vector<std::uint8_t> buffer(block);
     std::uint64_t copied = 0;
+    // In the kernel while it can (no copy through this process's memory), by read and write where
+    // it can't (another file system on an old kernel, a special file system). The write-back of
+    // each block is started at once, so that the final flush does not find the whole file waiting.
+    bool in_kernel = true;
+    std::vector<std::uint8_t> buffer;
     for (;;) {
-        ssize_t got = ::read(in.Get(), buffer.data(), buffer.size());
-        if (got < 0) {
-            if (errno == EINTR)
+        ssize_t got = -1;
+        if (in_kernel) {
+            got = ::copy_file_range(in.Get(), nullptr, out.Get(), nullptr, block, 0);
+            if (got < 0 &&
+                (errno == EXDEV || errno == ENOSYS || errno == EINVAL || errno == EOPNOTSUPP) &&
+                copied == 0) {
+                in_kernel = false;
                 continue;
-            return give_up(errno, true, source);
+            }
+            if (got < 0 && errno == EINTR)
+                continue;
+            if (got < 0)
+                // Which side failed is not told: a full disk or a refused write is the target's.
+                return give_up(errno, errno == EIO, errno == EIO ? source : real_target);
+        } else {
+            if (buffer.empty())
+                buffer.resize(block);
+            got = ::read(in.Get(), buffer.data(), buffer.size());
+            if (got < 0) {
+                if (errno == EINTR)
+                    continue;
+                return give_up(errno, true, source);
+            }
+            if (got > 0 && !Write_All(out.Get(), buffer.data(), static_cast<std::size_t>(got)))
+                return give_up(errno, false, real_target);
         }
         if (got == 0)
             break;
-        if (!Write_All(out.Get(), buffer.data(), static_cast<std::size_t>(got)))
-            return give_up(errno, false, real_target);
+        ::sync_file_range(out.Get(), static_cast<off_t>(copied), got, SYNC_FILE_RANGE_WRITE);
         copied += static_cast<std::uint64_t>(got);
         if (copy_hook::After_Block != nullptr)
             copy_hook::After_Block(copied);

@@ -149,7 +149,10 @@ public:
             Refresh();
         });
         connect(finish_, &QPushButton::clicked, this, [this] {
+            // The rebuild after a restore lets events through: nothing here may be pressed again.
+            setEnabled(false);
             model_.Command1_Click();
+            setEnabled(true);
             Refresh();
         });
         connect(cancel, &QPushButton::clicked, this, [this] {
@@ -261,7 +264,10 @@ public:
         auto* cancel = Button(Delete_records::Command2_Caption, "Command2", this);
         connect(remove, &QPushButton::clicked, this, [this] {
             Take_Fields();
+            // The pass lets events through for its bar: nothing here may be pressed again.
+            setEnabled(false);
             model_.Command1_Click();
+            setEnabled(true);
             Refresh();
         });
         connect(cancel, &QPushButton::clicked, this, [this] {
@@ -468,7 +474,9 @@ protected:
             auto* key = static_cast<QKeyEvent*>(event);
             if (key->key() == Qt::Key_F && (key->modifiers() & Qt::ControlModifier)) {
                 Take_Fields();
+                setEnabled(false); // the search lets events through for its bar
                 model_.Text2_KeyUp('F', true);
+                setEnabled(true);
                 Refresh();
                 return true;
             }
