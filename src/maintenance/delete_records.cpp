@@ -188,8 +188,7 @@ void Delete_records::Delete_Redeemed(bool on_current_date) {
         return !on_current_date || t.Validation_Date == date;
     };
     pass.marked = [&](long i, const Ticket_Record& t) {
-        if (!on_current_date && i >= 1 &&
-            static_cast<std::size_t>(i) < state_.Ticket_Table.size()) {
+        if (i >= 1 && static_cast<std::size_t>(i) < state_.Ticket_Table.size()) {
             Ticket_Record entry = state_.Ticket_Table[static_cast<std::size_t>(i)];
             entry.Deleted = 1;
             state_.Ticket_Table[static_cast<std::size_t>(i)] = entry;

@@ -5,6 +5,7 @@
 #include "kernel/state.h"
 #include "maintenance/maintenance_views.h"
 #include "storage/file_safety.h"
+#include "storage/header.h"
 
 #include <cerrno>
 #include <filesystem>
@@ -217,6 +218,13 @@ void Wisard::Command1_Click() {
     if (!Copy_With_Retry(Backup_Path(), Database_Path()))
         return; // the database is as it was
     lock.Release();
+    // The program's own count and offset follow the database now in place, so that nothing
+    // appends behind the old count.
+    Header_Info header;
+    if (Read_Header(Database_Path(), header) == "Ok" && Ticket_Count_Fault(header.count).empty()) {
+        state_.Ticket_Count = static_cast<long>(header.count);
+        state_.Records_Offset = static_cast<long>(header.records_offset);
+    }
     succeeded_ = true;
     ui_.Message_Box("Восстановление баз данных успешно проведено!", box::Ok_Only,
                     "Восстановление базы данных");

@@ -202,6 +202,7 @@ TEST_F(Wisard_Test, RestoreFromTheMenuAndFromTheWizardsOwnOption) {
     // The rebuild: two unredeemed tickets of 30 litres sold to company 1 yesterday.
     EXPECT_EQ(Total("Cache_d.dat", 1, 1), 60.0);
     EXPECT_EQ(state.Ticket_Table.size(), 3u);
+    EXPECT_EQ(state.Ticket_Count, 2) << "the count follows the restored database";
     EXPECT_FALSE(ui.progress_visible);
     EXPECT_TRUE(ui.main_window_enabled);
     EXPECT_TRUE(w.Closed());
