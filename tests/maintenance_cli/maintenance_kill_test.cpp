@@ -388,3 +388,20 @@ TEST_F(Maintenance_Cli, DeletionKilledAnywhereLeavesEveryRecordWhole) {
 }
 
 } // namespace
+
+namespace {
+
+// The demo installation is what a sound installation looks like: the audit finds nothing there.
+TEST(Maintenance_Cli_Demo, TheAuditFindsNothingInTheDemoInstallation) {
+    Temp_Folder config;
+    Temp_Folder home;
+    ::chmod(config.Path().c_str(), 0700);
+    Run_Result init = td::test::Run_Tdctl("init --demo --home " + home.Path(), config);
+    ASSERT_EQ(init.exit_code, 0) << init.err;
+    Run_Result audit = td::test::Run_Tdctl("audit --home " + home.Path(), config);
+    EXPECT_EQ(audit.exit_code, 0) << audit.out << audit.err;
+    EXPECT_EQ(audit.out, "");
+    EXPECT_NE(audit.err.find(" tickets read, 0 findings"), std::string::npos) << audit.err;
+}
+
+} // namespace
