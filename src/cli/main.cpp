@@ -5,6 +5,7 @@
 #include "cli/cli_ui.h"
 #include "cli/demo_installation.h"
 #include "cli/import_verbs.h"
+#include "cli/maintenance_verbs.h"
 #include "cli/report_verbs.h"
 #include "cli/sale_verbs.h"
 #include "cli/session.h"
@@ -81,6 +82,12 @@ verbs:
   ticket NUMBER --fuel FUEL --volume V [--record N] [--delete | --restore] [--yes]
                            the first coupon of that number, fuel and volume that isn't
                            deleted; delete it, or undo its redemption
+  backup [DIR]             copy the database to DIR/TD.cbk (DIR: the stored backup folder)
+  restore [DIR] [--yes]    copy the backup back over the database, then rebuild
+  delete redeemed | redeemed-on DD.MM.YYYY | all |
+         range --fuel NAME --volume V --from N --to N   [--yes]
+                           mark tickets deleted (all: move the database aside)
+  audit                    report what no screen shows; exit 1 with findings
 )";
 } // namespace td::cli
 
@@ -502,7 +509,8 @@ int Run_Verb(const Arguments& args) {
     if (int code = Run_Sale_Verb(args); code >= 0)
         return code;
     if (int code = Run_Import_Verb(args); code >= 0)
-        return code;
+        if (int code = Run_Maintenance_Verb(args); code >= 0)
+            return code;
     std::fputs(Usage, stderr);
     return args.verb.empty() ? 2
                              : (std::fprintf(stderr, "unknown verb: %s\n", args.verb.c_str()), 2);

@@ -7,6 +7,7 @@
 #include "qt/browser_views.h"
 #include "qt/catalogue_views.h"
 #include "qt/import_view.h"
+#include "qt/maintenance_views.h"
 #include "qt/qt_instance_guard.h"
 #include "qt/qt_mdi_form.h"
 #include "qt/qt_ui.h"
@@ -114,6 +115,7 @@ int main(int argc, char** argv) {
     td::Attach_Sale_View(window, state, ui, clock, user_settings, browsers);
     td::Attach_Import_View(window, state, ui, clock, user_settings);
     td::Attach_Report_Views(window, state, ui, clock, user_settings, browsers);
+    td::Attach_Maintenance_Views(window, state, ui, clock, user_settings);
     window.setEnabled(true);
     // Without a window manager (Xvfb) maximising is not honoured: the screen's size stands in.
     if (QScreen* screen = window.screen())
@@ -128,6 +130,10 @@ int main(int argc, char** argv) {
                 td::Open_Buyer_Browser(window);
             else if (hooks.open == "stations")
                 td::Open_Station_Browser(window);
+            else if (hooks.open == "raw_editor")
+                window.Show_Raw_DB_Edit(); // modal: the hooks after it wait for it to close
+            else if (hooks.open.rfind("mnu_", 0) == 0)
+                window.Model().Menu_Click(hooks.open); // a modal screen blocks here too
             if (!hooks.open.empty())
                 QApplication::processEvents(); // the grid's coalesced refresh
             if (!hooks.screenshot.empty())

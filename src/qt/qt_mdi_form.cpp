@@ -318,6 +318,11 @@ void Qt_MDI_Form::Show_Eggs() {
     Open_Dialog(new Qt_Eggs(state_, ui_, *this, parent != nullptr ? parent : this));
 }
 
+void Qt_MDI_Form::Show_Raw_DB_Edit() {
+    if (raw_editor_)
+        raw_editor_();
+}
+
 std::string Qt_MDI_Form::Active_Child_Caption() {
     QMdiSubWindow* active = area_->activeSubWindow();
     return active == nullptr ? "" : active->windowTitle().toStdString();

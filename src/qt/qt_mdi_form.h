@@ -7,6 +7,7 @@
 #include "shell/mdi_form.h"
 
 #include <QMainWindow>
+#include <functional>
 #include <map>
 #include <memory>
 
@@ -52,6 +53,9 @@ public:
     void Arrange(Arrange_Mode mode) override;
     void Show_About() override;
     void Show_Eggs() override;
+    void Show_Raw_DB_Edit() override;
+    // The raw record editor's opener, attached by the maintenance views.
+    void Set_Raw_Editor(std::function<void()> open) { raw_editor_ = std::move(open); }
     std::string Active_Child_Caption() override;
     void Print_Active_Page() override;
     bool Start_Program(const std::string& path, long& error_number,
@@ -78,6 +82,7 @@ private:
     std::map<std::string, QMenu*> menus_;
     std::map<std::string, QAction*> buttons_;
     std::map<std::string, QMenu*> context_menus_;
+    std::function<void()> raw_editor_;
     bool blocking_ = true;
 };
 

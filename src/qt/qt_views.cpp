@@ -387,6 +387,11 @@ Qt_Eggs::Qt_Eggs(const Program_State& state, Ui& ui, Shell_Views& views, QWidget
     launch->setObjectName("Command3");
     connect(exit, &QPushButton::clicked, this, &QDialog::accept);
     connect(launch, &QPushButton::clicked, this, [this] { model_.Command3_Click(); });
+    // Eggs goes first, then the editor opens.
+    connect(next, &QPushButton::clicked, this, [this] {
+        accept();
+        model_.Command2_Click();
+    });
 
     auto* buttons = new QHBoxLayout;
     buttons->addWidget(launch);

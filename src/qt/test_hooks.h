@@ -11,7 +11,9 @@
 //       opened, the About box, Eggs, a child window and the fatal screen into DIR/*.png; the fatal
 //       screen ends the run.
 //   TALLY_DEPOT_OPEN=buyers|stations    once the main window is shown, opens the buyer or the
-//       station browser, before any grab.
+//       station browser, before any grab. raw_editor opens the raw record editor, mnu_NAME
+//       chooses that menu entry; a modal screen they open holds the hooks after it until closed
+//       (for screenshots taken from outside).
 //   TALLY_DEPOT_AUTO_CLOSE=MS            MS milliseconds after the main window is shown (and after
 //       the grabs), closes it by its frame, which asks the exit question; writes "tallydepot:
 //       close refused" when the window stays.

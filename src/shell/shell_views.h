@@ -18,6 +18,8 @@ public:
     virtual void Show_About() = 0;
     // Eggs, modal; opened by the About box.
     virtual void Show_Eggs() = 0;
+    // Raw_DB_Edit, modal; opened by the "&Next" of Eggs. Nothing where no editor is attached.
+    virtual void Show_Raw_DB_Edit() {}
     // The caption of the report or browser child in front; empty when there is none.
     virtual std::string Active_Child_Caption() = 0;
     // Prints the page shown by the report in front.

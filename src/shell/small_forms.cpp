@@ -42,6 +42,10 @@ void frmAbout::Form_KeyUp(int key_code, int shift) {
         views_.Show_Eggs();
 }
 
+void Eggs::Command2_Click() {
+    views_.Show_Raw_DB_Edit();
+}
+
 void Eggs::Command3_Click() {
     long number = 0;
     std::string description;

@@ -86,8 +86,9 @@ public:
     Eggs(const Program_State& state, Ui& ui, Shell_Views& views)
         : state_(state), ui_(ui), views_(views) {}
 
-    // "&Next" leads to the raw record editor, which is not part of the program yet.
-    bool Command2_Enabled() const { return false; }
+    // "&Next": the view closes Eggs, then the raw record editor opens.
+    bool Command2_Enabled() const { return true; }
+    void Command2_Click();
     // Starts the sibling program; a program that can't be started fails as the runtime fails
     // it: the ordinary unhandled failure.
     void Command3_Click();

@@ -347,7 +347,9 @@ TEST_F(Shell, SplashAboutAndEggs) {
     EXPECT_EQ(views.eggs_shown, 1);
 
     Eggs eggs(state, ui, views);
-    EXPECT_FALSE(eggs.Command2_Enabled());
+    EXPECT_TRUE(eggs.Command2_Enabled());
+    eggs.Command2_Click();
+    EXPECT_EQ(views.raw_editor_shown, 1);
     state.settings.CS_Program_Path = "Not define";
     try {
         eggs.Command3_Click();

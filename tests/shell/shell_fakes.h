@@ -21,6 +21,8 @@ public:
     void Arrange(Arrange_Mode mode) override { arranged.push_back(mode); }
     void Show_About() override { ++about_shown; }
     void Show_Eggs() override { ++eggs_shown; }
+    int raw_editor_shown = 0;
+    void Show_Raw_DB_Edit() override { ++raw_editor_shown; }
     std::string Active_Child_Caption() override { return active_child_caption; }
     void Print_Active_Page() override { ++pages_printed; }
     bool Start_Program(const std::string& path, long& number, std::string& description) override {
