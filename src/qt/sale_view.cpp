@@ -1,12 +1,17 @@
 #include "qt/sale_view.h"
 
+#include "base/numbers.h"
 #include "base/ports.h"
+#include "base/text.h"
 #include "browsers/browser_refresh.h"
+#include "browsers/sell_ticets.h"
 #include "catalogues/date_pickers.h"
 #include "kernel/state.h"
 #include "qt/grid_view.h"
 #include "qt/qt_dates.h"
 #include "qt/qt_mdi_form.h"
+#include "qt/report_views.h"
+#include "reports/rep_reg.h"
 #include "tickets/register_ticket.h"
 #include "tickets/result_log.h"
 
@@ -437,8 +442,7 @@ void Sale_Window::Grid_Menu(QPoint global) {
     QMenu* menu = window_.Context_Menu("mnu_reg_popup_msf");
     if (menu == nullptr)
         return;
-    // "Информация" comes with the window of ticket information; until then the main window
-    // keeps the entry off.
+    // "Информация" only on a row that names a ticket.
     if (QAction* info = window_.Menu_Action("mnu_reg_popup_msf_Info")) {
         const Menu_Item* item = window_.Model().Find_Item("mnu_reg_popup_msf_Info");
         info->setEnabled(item != nullptr && item->enabled && model_.MSFlexGrid2_DblClick());
@@ -472,6 +476,22 @@ public:
         // The result grid's columns follow its width: the window is laid out first.
         content_->Take_Grid_Width();
         content_->model().Form_Load();
+    }
+    // "Информация" of the result grid's menu: the ticket of the current row, of the screen's fuel
+    // and volume, named as the buyer browser's grid names the fuel.
+    void Information() {
+        if (content_ == nullptr)
+            return;
+        const Register_ticket& model = content_->model();
+        const Grid& grid = model.MSFlexGrid2;
+        Ticket_Info_Request request;
+        request.serial = Trim_Text(grid.Text(grid.Row(), Log_Number_Col));
+        request.record_text = grid.Text(grid.Row(), Log_Record_Col);
+        request.fuel_slot = model.Fuel_Number();
+        request.volume = Leading_Number(model.Combo3.Text());
+        if (const Sell_Ticets* buyer = browsers_.Buyer())
+            request.fuel_name = buyer->MSFlexGrid1.Text(0, model.Fuel_Number() + 2);
+        Open_Ticket_Information(window_, request);
     }
     // "Очистить" of the result grid's menu.
     void Clear_Log() {
@@ -511,6 +531,7 @@ void Attach_Sale_View(Qt_MDI_Form& window, Program_State& state, Ui& ui, Clock& 
     MDI_Form& form = window.Model();
     form.Set_Command("mnu_popup_sell", [controller] { controller->Open(); });
     form.Set_Command("mnu_reg_popup_msf_New", [controller] { controller->Clear_Log(); });
+    form.Set_Command("mnu_reg_popup_msf_Info", [controller] { controller->Information(); });
 }
 
 void Open_Sale_Screen(Qt_MDI_Form& window) {

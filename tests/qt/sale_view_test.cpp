@@ -9,6 +9,7 @@
 #include "qt/browser_views.h"
 #include "qt/grid_view.h"
 #include "qt/qt_mdi_form.h"
+#include "qt/report_views.h"
 #include "qt/sale_view.h"
 #include "qt_test_support.h"
 #include "storage/header.h"
@@ -141,6 +142,7 @@ private slots:
         window->Set_Blocking_Dialogs(false);
         Attach_Browser_Views(*window, state, *ui, clock, settings, browsers);
         Attach_Sale_View(*window, state, *ui, clock, settings, browsers);
+        Attach_Report_Views(*window, state, *ui, clock, settings, browsers);
         window->resize(1200, 800);
         window->show();
         window->activateWindow();
@@ -220,6 +222,36 @@ private slots:
         QVERIFY(refused > 0);
         QCOMPARE(Colour(result, refused + 1, 1), QColor(170, 30, 30));
         QVERIFY(!State().Sale_Checked);
+
+        // A double click on a row that names a ticket offers "Информация", which shows it.
+        const int taken =
+            static_cast<int>(rows.indexOf("000101|Ошибка. Талон уже зарегистрирован: 20.11.2026"));
+        QTest::mouseDClick(result->viewport(), Qt::LeftButton, {},
+                           result->visualRect(result->model()->index(taken, 1)).center());
+        QMenu* menu = window->Context_Menu("mnu_reg_popup_msf");
+        QTRY_VERIFY(menu->isVisible());
+        QAction* info = window->Menu_Action("mnu_reg_popup_msf_Info");
+        QVERIFY(info->isEnabled());
+        menu->close();
+        info->trigger();
+        QCoreApplication::processEvents();
+        QMdiSubWindow* information = nullptr;
+        for (QMdiSubWindow* sub : window->Mdi_Area()->subWindowList())
+            if (sub->windowTitle().startsWith("Информация по талону ГСМ 'АИ-95'"))
+                information = sub;
+        QVERIFY(information != nullptr);
+        auto* found = information->findChild<Qt_Grid_View*>("MSFlexGrid1");
+        QVERIFY(found != nullptr);
+        QCOMPARE(Cell(found, 2, 0), QString("000101")); // the row added below the blank one
+        information->close();
+        QCoreApplication::processEvents();
+        window->Mdi_Area()->setActiveSubWindow(sale);
+        // A heading row names no ticket: no "Информация".
+        QTest::mouseDClick(result->viewport(), Qt::LeftButton, {},
+                           result->visualRect(result->model()->index(1, 1)).center());
+        QTRY_VERIFY(menu->isVisible());
+        QVERIFY(!info->isEnabled());
+        menu->close();
 
         // Another range: the check accepts, the commit registers, the buyer's amount grows.
         text4->setFocus();
