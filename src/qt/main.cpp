@@ -8,6 +8,7 @@
 #include "qt/catalogue_views.h"
 #include "qt/qt_instance_guard.h"
 #include "qt/qt_mdi_form.h"
+#include "qt/qt_translation.h"
 #include "qt/qt_ui.h"
 #include "qt/qt_user_settings.h"
 #include "qt/system_clock.h"
@@ -76,6 +77,7 @@ int main(int argc, char** argv) {
     Tally_Application app(argc, argv);
     // Calendars, numbers and the widgets' own texts behave as on a Russian desktop.
     QLocale::setDefault(QLocale(QLocale::Russian, QLocale::Russia));
+    td::Install_Qt_Russian(app);
 
     td::Qt_Ui ui;
     Top_Level_Ui = &ui;
