@@ -105,6 +105,8 @@ public:
         });
         // Enter in the box hands the keys back to the grid.
         connect(line_, &QLineEdit::returnPressed, this, [this] { grid_->setFocus(); });
+        // The cell current at the opening is the one the box edits until another is picked.
+        Pick();
     }
     Qt_Grid_View* Grid_View() const { return grid_; }
 
