@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Builds the program and starts the desktop program on its demo installation (created in ./demo
 # when missing). Without a display it runs under Xvfb, saves a screenshot of the main window into
-# ./demo/screenshot-main.png and ends the run cleanly.
+# ./demo/screenshot-main.png and one of the buyer browser on the demo data into
+# ./demo/screenshot-buyers.png, and ends each run cleanly.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -24,14 +25,21 @@ if [ -n "${DISPLAY:-}" ] || [ -n "${WAYLAND_DISPLAY:-}" ]; then
 fi
 
 # No display: the hooks of src/qt/test_hooks.h answer the boxes (Yes), grab the main window and
-# close it, which asks the exit question and shuts down as a user's Yes would.
-shot="$home/screenshot-main.png"
-rm -f "$shot"
-TALLY_DEPOT_AUTO_ANSWER=yes TALLY_DEPOT_SCREENSHOT="$shot" TALLY_DEPOT_AUTO_CLOSE=500 \
-    xvfb-run -a -s "-screen 0 1280x800x24" "$program"
-if [ -f "$shot" ]; then
-    echo "no display: ran under Xvfb; screenshot of the main window: $shot"
-else
-    echo "no display: ran under Xvfb, but no screenshot was written" >&2
-    exit 1
-fi
+# close it, which asks the exit question and shuts down as a user's Yes would. A second run opens
+# the buyer browser first, so that the demo data are seen at once.
+shots=0
+for what in main buyers; do
+    shot="$home/screenshot-$what.png"
+    rm -f "$shot"
+    open=""
+    [ "$what" = buyers ] && open=buyers
+    TALLY_DEPOT_AUTO_ANSWER=yes TALLY_DEPOT_SCREENSHOT="$shot" TALLY_DEPOT_AUTO_CLOSE=500 \
+        TALLY_DEPOT_OPEN="$open" xvfb-run -a -s "-screen 0 1280x800x24" "$program"
+    if [ -f "$shot" ]; then
+        echo "no display: ran under Xvfb; screenshot ($what): $shot"
+        shots=$((shots + 1))
+    else
+        echo "no display: ran under Xvfb, but no screenshot ($what) was written" >&2
+    fi
+done
+[ "$shots" -eq 2 ]

@@ -90,14 +90,22 @@ void Browser_Frame::Form_Resize() {
 
 bool Browser_Frame::Widths_Kept() const {
     return !settings_
-                .Get(Settings_Application, Windows_Section, Widths_Prefix() + std::string("1"), "")
+                .Get(Settings_Application, Windows_Section,
+                     Widths_Prefix() + std::to_string(layout_.name_col), "")
                 .empty();
 }
 
-void Browser_Frame::First_Widths(int name_twips, int grid_twips) {
-    MSFlexGrid1.Set_Column_Width(layout_.name_col, std::min(name_twips, grid_twips * 2 / 5));
+void Browser_Frame::First_Widths(const std::vector<Column_Width>& widths, int grid_twips) {
     Set_Grid_Width(grid_twips);
-    Even_Out_Columns();
+    for (const Column_Width& width : widths) {
+        if (width.col < 0 || width.col >= MSFlexGrid1.Cols())
+            continue;
+        int twips =
+            width.col == layout_.name_col ? std::min(width.twips, grid_twips * 2 / 5) : width.twips;
+        MSFlexGrid1.Set_Column_Width(width.col, twips);
+        settings_.Save(Settings_Application, Windows_Section,
+                       Widths_Prefix() + std::to_string(width.col), std::to_string(twips));
+    }
 }
 
 void Browser_Frame::Form_Activate() {

@@ -29,8 +29,9 @@ public:
 enum class Toolbar_Result { Done, Close_Window };
 
 // The popup of the main window after a click in a browser's grid: which menu, whether it comes
-// up, and its entries, each with whether this click allows it (the main window may still keep
-// an entry off).
+// up, and the main window's entries the click decides on (the popup's, and for the station
+// browser Mnu_Shop_Range_s of the main menu), each with whether this click allows it (the main
+// window may still keep an entry off).
 struct Popup_Entry {
     const char* name;
     bool allowed;
@@ -89,12 +90,23 @@ public:
     // it with the grid hidden meanwhile; a mouse release over the grid saves them.
     void Form_Resize();
     void MSFlexGrid1_MouseUp() { Save_Widths(); }
-    // Whether this desk ever kept widths for this browser (the width of column 1 is there).
+    // Whether this desk ever kept widths for this browser (the width of its names is there).
     bool Widths_Kept() const;
-    // A desk that never kept widths starts with the names as wide as `name_twips` asks, up to two
-    // fifths of the grid, and the fuel columns evened out as "Sum" does them, rather than at the
-    // narrow default.
-    void First_Widths(int name_twips, int grid_twips);
+    // The columns that must read whole from the first opening on (codes and names), each with the
+    // widest text it will show at any level, besides what the grid holds now.
+    struct Fitted_Column {
+        int col;
+        std::string widest;
+    };
+    virtual std::vector<Fitted_Column> First_Layout_Texts() const = 0;
+    // A desk that never kept widths: each of those columns gets the width its texts need (the
+    // names up to two fifths of the grid), kept at once so that the restore at every resize
+    // finds it. Every other column keeps the rule of a missing key: 960.
+    struct Column_Width {
+        int col;
+        int twips;
+    };
+    void First_Widths(const std::vector<Column_Width>& widths, int grid_twips);
 
     // Activation or focus: the sort menu and buttons come on; stale caches are rebuilt in full
     // ("new", progress "null") and the mark cleared; the progress form is hidden and zeroed; the

@@ -123,7 +123,8 @@ Browser_Popup Resolve_Tickets::Popup_For_Click() {
     const Station_Popup click = MSFlexGrid1_Click();
     return {"mnu_popup_resolve",
             click.show,
-            {{"mnu_popup_release", true},
+            {{"Mnu_Shop_Range_s", click.Mnu_Shop_Range_s},
+             {"mnu_popup_release", true},
              {"mnu_set_curr_date_shop", true},
              {"mnu_popup_Res_stat", click.mnu_popup_Res_stat},
              {"mnu_popup_Res_stat_range", click.mnu_popup_Res_stat_range}}};

@@ -41,6 +41,8 @@ public:
     void Refresh_Data(double date);
     Station_Popup MSFlexGrid1_Click();
     Browser_Popup Popup_For_Click() override;
+    // The station names: the grid holds them all already.
+    std::vector<Fitted_Column> First_Layout_Texts() const override { return {{0, ""}}; }
 
     void Sort_Asc() override;
     void Sort_Des() override;

@@ -6,6 +6,7 @@
 #include "base/text.h"
 #include "kernel/fatal.h"
 #include "kernel/state.h"
+#include "kernel/unhandled.h"
 #include "storage/record_file.h"
 
 #include <cmath>
@@ -116,12 +117,10 @@ bool Sell_Ticets::Form_Load() {
         Add_Node(record, error);
         if (error == Tree::Unknown_Key) {
             if (deferred.size() >= Deferred_Limit) {
-                // The list is full: the system failed here with an index out of range. It
-                // takes the opening's fatal path rather than writing past the list.
-                Fatal_Error(ui_, fatal_site::Sell_Load_Module,
-                            std::string(fatal_site::Sell_Load_Code) +
-                                Hex_Number(Out_Of_Range_Error));
-                return false;
+                // The list is full: the index runs out of range inside the handling of the
+                // unknown parent, where nothing catches it. The run ends with the ordinary
+                // unhandled failure, not the opening's fatal path.
+                Unhandled_Failure(ui_, Out_Of_Range_Error, "Subscript out of range");
             }
             deferred.push_back(&record);
         } else if (error != 0) {
@@ -294,6 +293,47 @@ Buyer_Popup Sell_Ticets::MSFlexGrid1_Click() {
         popup.enable_statistics = true;
     }
     return popup;
+}
+
+namespace {
+
+// Characters of a UTF-8 text: the bytes that start one.
+std::size_t Utf8_Length(const std::string& text) {
+    std::size_t count = 0;
+    for (unsigned char byte : text)
+        count += (byte & 0xC0) != 0x80 ? 1 : 0;
+    return count;
+}
+
+} // namespace
+
+std::vector<Browser_Frame::Fitted_Column> Sell_Ticets::First_Layout_Texts() const {
+    // Code paths as the node click writes them: "1:" and the codes from the highest down.
+    std::string code_path = "1";
+    std::string name = TreeView1.Count() > 0 ? "Клиенты" : "";
+    auto longer = [](const std::string& a, const std::string& b) {
+        return Utf8_Length(b) > Utf8_Length(a);
+    };
+    for (const Company_Record& record : state_.Company_Table) {
+        if (record.Exists != 1)
+            continue;
+        std::string code = Trim_Text(record.Code);
+        std::string group = Trim_Text(record.Group_Code);
+        std::string subgroup = Trim_Text(record.Subgroup_Code);
+        std::string path = "1:";
+        if (!subgroup.empty() && subgroup != "000")
+            path += group + ":" + subgroup + ":" + code;
+        else if (!group.empty())
+            path += group + ":" + code;
+        else
+            path += code;
+        if (longer(code_path, path))
+            code_path = path;
+        std::string trimmed = Trim_Text(record.Name);
+        if (longer(name, trimmed))
+            name = trimmed;
+    }
+    return {{1, code_path}, {2, name}};
 }
 
 Browser_Popup Sell_Ticets::Popup_For_Click() {

@@ -43,6 +43,8 @@ public:
     }
     Buyer_Popup MSFlexGrid1_Click();
     Browser_Popup Popup_For_Click() override;
+    // The longest code path of any level (level 3 has the longest) and the longest name.
+    std::vector<Fitted_Column> First_Layout_Texts() const override;
 
     void Sort_Asc() override;
     void Sort_Des() override;

@@ -4,6 +4,7 @@
 #include "base/ports.h"
 #include "base/text.h"
 #include "kernel/state.h"
+#include "kernel/unhandled.h"
 #include "storage/file_failure.h"
 #include "storage/record_file.h"
 #include "storage/records.h"
@@ -77,14 +78,10 @@ bool CLM_Form::Command1_Click() {
             record.Price = Leading_Number(price_text);
         } else {
             std::optional<double> price = Regional_Number(price_text);
-            if (!price) {
-                // The save ends here, as the conversion failure always ended it: the slots
-                // before this one stay written.
-                ui_.Message_Box("Цена \"" + price_text + "\" в строке " + std::to_string(i) +
-                                    " не является числом. Сохранены только строки до неё.",
-                                box::Ok_Only, Caption);
-                return false;
-            }
+            // The run-time conversion failure, nobody catches it: the slots before this one
+            // stay written, the run ends with the ordinary unhandled failure.
+            if (!price)
+                Unhandled_Failure(ui_, Type_Mismatch_Error, "Type mismatch");
             record.Price = *price;
         }
         record.Name = Trim_Text(MSFlexGrid1.Text(i, 0)); // the encoder cuts to 32 bytes

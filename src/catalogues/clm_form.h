@@ -58,9 +58,10 @@ public:
     std::vector<std::string> Context_Menu() const { return {History_Menu}; }
     // The price history has no screen: the entry does nothing.
     void mnu_prise_hst_Click() {}
-    // Saves all eight slots, then closes. False when a price did not convert or the file could
-    // not be read or written (the user is told which and why): the slots before it are written,
-    // the rest are not, and the screen stays open.
+    // Saves all eight slots, then closes. False when the file could not be read or written (the
+    // user is told which and why): the slots before it are written, the rest are not, and the
+    // screen stays open. A price with a comma that does not convert ends the run with the
+    // ordinary unhandled failure, the slots before it written.
     bool Command1_Click();
     void Command2_Click() { closed = true; }
 

@@ -5,6 +5,7 @@
 #include "base/text.h"
 #include "catalogues/clm_form.h"
 #include "kernel/state.h"
+#include "kernel/unhandled.h"
 #include "storage/file_failure.h"
 #include "storage/record_file.h"
 #include "storage/records.h"
@@ -93,12 +94,9 @@ bool Usr_Vol::Command2_Click() {
         if (cell.empty())
             continue;
         std::optional<double> value = Cell_Value(cell);
-        if (!value) {
-            ui_.Message_Box("Литраж \"" + cell + "\" в строке " + std::to_string(i) +
-                                " не является числом. Сохранены только строки до неё.",
-                            box::Ok_Only, Caption);
-            return false;
-        }
+        // A lone comma or point: the run-time conversion failure, which nobody catches.
+        if (!value)
+            Unhandled_Failure(ui_, Type_Mismatch_Error, "Type mismatch");
         // The standard volumes are built in and can't be declared.
         bool standard = false;
         for (int j = 1; j <= 10; ++j)

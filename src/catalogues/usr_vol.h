@@ -36,9 +36,10 @@ public:
     void MSFlexGrid1_KeyPress(int key);
     // The cursor leaves the current cell: the running number is shown zero-padded.
     void MSFlexGrid1_LeaveCell();
-    // Saves the rows. False when it stopped early (the limit, a cell that did not convert, or the
-    // file could not be read or written, said in a box with the file and the reason): the screen
-    // then stays open with the rows before written.
+    // Saves the rows. False when it stopped early (the limit, or the file could not be read or
+    // written, said in a box with the file and the reason): the screen then stays open with the
+    // rows before written. A cell that does not convert ends the run with the ordinary unhandled
+    // failure.
     bool Command2_Click();
     void Command1_Click() { closed = true; }
 

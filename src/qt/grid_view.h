@@ -53,11 +53,20 @@ public:
         return dots_per_inch > 0 ? pixels * 1440 / dots_per_inch : pixels * 15;
     }
 
+    // The user is moving the current cell (mouse or keys): called before the grid's row and
+    // column follow, as the grid's LeaveCell.
+    void On_Leave_Cell(std::function<void()> handler) { leave_cell_ = std::move(handler); }
+    // The last column takes the room the others leave, with no horizontal scroll bar: for the
+    // small dialogs whose grid fills them.
+    void Fill_Width();
+
 private:
     void Apply_Grid();
 
     Qt_Grid_Model model_;
     bool applying_ = false;
+    bool fill_width_ = false;
+    std::function<void()> leave_cell_;
 };
 
 } // namespace td

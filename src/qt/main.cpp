@@ -10,6 +10,7 @@
 #include "qt/maintenance_views.h"
 #include "qt/qt_instance_guard.h"
 #include "qt/qt_mdi_form.h"
+#include "qt/qt_translation.h"
 #include "qt/qt_ui.h"
 #include "qt/qt_user_settings.h"
 #include "qt/report_views.h"
@@ -80,6 +81,7 @@ int main(int argc, char** argv) {
     Tally_Application app(argc, argv);
     // Calendars, numbers and the widgets' own texts behave as on a Russian desktop.
     QLocale::setDefault(QLocale(QLocale::Russian, QLocale::Russia));
+    td::Install_Qt_Russian(app);
 
     td::Qt_Ui ui;
     Top_Level_Ui = &ui;

@@ -4,6 +4,7 @@
 
 #include <QApplication>
 #include <QCloseEvent>
+#include <QFontMetrics>
 #include <QFrame>
 #include <QHBoxLayout>
 #include <QKeyEvent>
@@ -13,6 +14,7 @@
 #include <QPlainTextEdit>
 #include <QProgressBar>
 #include <QPushButton>
+#include <QRegularExpression>
 #include <QVBoxLayout>
 
 namespace td {
@@ -46,11 +48,17 @@ QPixmap Emblem(int width, int height) {
     painter.drawLine(QPointF(stub, card.top() + 6), QPointF(stub, card.bottom() - 6));
     QFont font = painter.font();
     font.setBold(true);
-    font.setPixelSize(static_cast<int>(height * 0.13));
+    // The grade mark fits its stub, however small the picture.
+    const QString grade = QStringLiteral("ГСМ");
+    const qreal room = stub - card.left() - 8;
+    int size = static_cast<int>(height * 0.13);
+    for (font.setPixelSize(size); size > 6 && QFontMetrics(font).horizontalAdvance(grade) > room;
+         font.setPixelSize(--size)) {
+    }
     painter.setFont(font);
     painter.setPen(QColor(160, 40, 30));
     painter.drawText(QRectF(card.left(), card.top(), stub - card.left(), card.height()),
-                     Qt::AlignCenter, QStringLiteral("ГСМ"));
+                     Qt::AlignCenter, grade);
     font.setPixelSize(static_cast<int>(height * 0.11));
     painter.setFont(font);
     painter.setPen(QColor(40, 40, 40));
@@ -208,7 +216,9 @@ QString Qt_Search_Progress::Label() const {
 // ---------------------------------------------------------------------------------------------
 
 Qt_Errorscreen::Qt_Errorscreen(Errorscreen& model, QWidget* parent)
-    : QDialog(parent, Qt::Dialog | Qt::WindowTitleHint | Qt::WindowCloseButtonHint), model_(model) {
+    // A title and no close button: the countdown is the screen's timing, and only the resume
+    // or its end closes it.
+    : QDialog(parent, Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint), model_(model) {
     setObjectName("Errorscreen");
     setWindowTitle(Errorscreen::Title);
     setModal(true);
@@ -293,17 +303,20 @@ void Qt_Errorscreen::keyReleaseEvent(QKeyEvent* event) {
 }
 
 void Qt_Errorscreen::closeEvent(QCloseEvent* event) {
-    model_.Form_Unload(); // ends the process unless the user resumed
+    // A close the window manager asks for (Alt+F4) doesn't cut the countdown short.
+    if (!model_.Unload_Requested()) {
+        event->ignore();
+        return;
+    }
+    model_.Form_Unload(); // after the resume: back to the caller
     timer1_.stop();
     timer2_.stop();
     event->accept();
     QDialog::done(QDialog::Accepted);
 }
 
-// Escape closes the form like its frame does.
-void Qt_Errorscreen::reject() {
-    close();
-}
+// Escape does nothing: the screen waits for its countdown or the resume.
+void Qt_Errorscreen::reject() {}
 
 // ---------------------------------------------------------------------------------------------
 
@@ -375,7 +388,11 @@ Qt_Eggs::Qt_Eggs(const Program_State& state, Ui& ui, Shell_Views& views, QWidget
     : QDialog(parent), model_(state, ui, views) {
     setObjectName("Eggs");
     setWindowTitle(QStringLiteral("Tally depot"));
-    auto* text = new QPlainTextEdit(Eggs::Text, this);
+    // The figures "10 000" and "150 000" stay on one line: their group spaces don't break.
+    QString note = QString::fromUtf8(Eggs::Text);
+    note.replace(QRegularExpression(QStringLiteral("(\\d) (\\d{3})")),
+                 QStringLiteral("\\1\u00A0\\2"));
+    auto* text = new QPlainTextEdit(note, this);
     text->setObjectName("Text1");
     text->setReadOnly(true);
     auto* exit = new QPushButton(Eggs::Command1_Caption, this);

@@ -142,7 +142,7 @@ void Tour(Qt_MDI_Form& window, Qt_Ui& ui, Program_State& state, const std::strin
         model.Timer2_Timer();
     Settle();
     Save(Centred_On(window, screen), folder, "fatal.png");
-    screen.close(); // without a resume: the end of the run, the work marker stays
+    // The tour ends as the countdown would end the run: the work marker stays.
     std::_Exit(1);
 }
 

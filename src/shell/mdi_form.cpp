@@ -171,13 +171,24 @@ void MDI_Form::Set_Command(const std::string& name, std::function<void()> action
     Changed();
 }
 
+void MDI_Form::Allow_Item(const std::string& name, bool allowed) {
+    if (allowed == (held_off_.count(name) == 0))
+        return;
+    if (allowed)
+        held_off_.erase(name);
+    else
+        held_off_.insert(name);
+    Refresh_Enabled();
+    Changed();
+}
+
 void MDI_Form::Refresh_Enabled() {
     auto mark = [this](Menu_Item& item) {
         if (item.separator)
             return;
         bool built = commands_.count(item.name) != 0;
         item.unavailable = built ? "" : Not_Built_Reason;
-        item.enabled = built;
+        item.enabled = built && held_off_.count(item.name) == 0;
     };
     for (Top_Menu& menu : menus_) {
         for (Menu_Item& item : menu.items)

@@ -7,6 +7,7 @@
 
 #include <functional>
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -82,6 +83,10 @@ public:
     // become enabled.
     void Set_Command(const std::string& name, std::function<void()> action);
 
+    // A click in a browser's grid allows an entry or holds it off (the statistics entries of the
+    // popups, Mnu_Shop_Range_s): held off, the entry stays disabled until a click allows it.
+    void Allow_Item(const std::string& name, bool allowed);
+
     // A browser became active (true) or stopped being active (false): "Сортировка" and the two
     // sort buttons follow it.
     void Browser_Active(bool active);
@@ -122,6 +127,7 @@ private:
     // Toolbar key -> the menu command it shares, for enabling.
     std::map<std::string, std::string> button_commands_;
     bool sort_available_ = false;
+    std::set<std::string> held_off_;
     std::function<void()> listener_;
 };
 

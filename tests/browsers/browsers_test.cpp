@@ -218,7 +218,7 @@ TEST_F(Browsers_Test, HierarchyComesFromTwoPassesAndLevelsShowTheirRows) {
     EXPECT_EQ(state.Current_Node_Key, "root\\");
 }
 
-TEST_F(Browsers_Test, OpeningFailuresTakeTheFatalPathAndProgressSkipsTheLastRecord) {
+TEST_F(Browsers_Test, OpeningFailuresEndTheRunAndProgressSkipsTheLastRecord) {
     std::vector<Company> orphans;
     for (int i = 0; i < 201; ++i)
         orphans.push_back({std::to_string(i + 10), "9", "", "Сирота", {}});
@@ -238,22 +238,30 @@ TEST_F(Browsers_Test, OpeningFailuresTakeTheFatalPathAndProgressSkipsTheLastReco
         EXPECT_EQ(ui.progress_values.back(), 100 * 202 / 204);
     }
 
+    // The 202nd record deferred overflows the list: the ordinary unhandled failure (number 9),
+    // not the fatal screen.
     orphans.insert(orphans.begin(), {"99", "9", "", "Лишний", {}});
     Companies(orphans);
-    ui.resume_fatal = true;
     {
         Sell_Ticets browser(state, ui, clock, settings, &shell);
-        EXPECT_FALSE(browser.Form_Load());
-        ASSERT_EQ(ui.fatals.size(), 1u);
-        EXPECT_EQ(ui.fatals[0].module_path, "Sell tickets\\Load");
-        EXPECT_EQ(ui.fatals[0].code, "0x45909");
+        try {
+            browser.Form_Load();
+            ADD_FAILURE() << "the overflow did not end the run";
+        } catch (const Process_Ended& ended) {
+            EXPECT_EQ(ended.exit_code, 1);
+        }
+        EXPECT_TRUE(ui.fatals.empty());
+        ASSERT_FALSE(ui.boxes.empty());
+        EXPECT_EQ(ui.boxes.back().text, "Run-time error '9':\n\nSubscript out of range");
     }
 
+    ui.resume_fatal = true;
     Companies({{"1", "", "", "Один", {}}, {"1", "", "", "Дубль", {}}});
     Sell_Ticets browser(state, ui, clock, settings, &shell);
     EXPECT_FALSE(browser.Form_Load());
-    ASSERT_EQ(ui.fatals.size(), 2u);
-    EXPECT_EQ(ui.fatals[1].code, "0x45908B12");
+    ASSERT_EQ(ui.fatals.size(), 1u);
+    EXPECT_EQ(ui.fatals[0].module_path, "Sell tickets\\Load");
+    EXPECT_EQ(ui.fatals[0].code, "0x45908B12");
 
     ui.resume_fatal = false;
     Sell_Ticets ended(state, ui, clock, settings, &shell);
@@ -371,23 +379,41 @@ TEST_F(Browsers_Test, BothBrowsersThroughTheirFrame) {
     Browser_Frame& buyer_frame = buyer;
     Browser_Frame& station_frame = station;
 
-    // A desk with no widths kept: the names get what they ask, up to two fifths of the grid,
-    // and the two named fuels share the rest less 400.
+    // A desk with no widths kept: codes and names get what their texts ask (names up to two
+    // fifths of the grid), kept at once; every other column keeps the rule of a missing key.
     EXPECT_FALSE(station_frame.Widths_Kept());
-    station_frame.First_Widths(5000, 12000);
+    ASSERT_EQ(station_frame.First_Layout_Texts().size(), 1u);
+    EXPECT_EQ(station_frame.First_Layout_Texts()[0].col, 0);
+    station_frame.First_Widths({{0, 5000}}, 12000);
+    station.Form_Resize(); // the first resize gives the named fuels their widths
     EXPECT_EQ(station.MSFlexGrid1.Column_Width(0), 4800);
-    EXPECT_EQ(station.MSFlexGrid1.Column_Width(1), 3400); // (12000 - 4800 - 400) / 2
+    EXPECT_EQ(station.MSFlexGrid1.Column_Width(1), 960);
     EXPECT_EQ(station.MSFlexGrid1.Column_Width(2), 0);
-    EXPECT_EQ(station.MSFlexGrid1.Column_Width(3), 3400);
     EXPECT_EQ(Width_Kept(Resolve_Tickets::Settings_Prefix, 0), "4800");
+    EXPECT_EQ(Width_Kept(Resolve_Tickets::Settings_Prefix, 1), "");
     EXPECT_TRUE(station_frame.Widths_Kept());
-    // Code and name columns of the buyer stand before its fuel columns.
+    // The buyer's widest code path is that of a level 3 company, whatever level the grid shows.
+    Companies({{"1", "", "", "Группа", {}},
+               {"20", "1", "", "Дочка", {}},
+               {"1234", "1", "20", "Внучка с длинным именем", {}}});
     EXPECT_FALSE(buyer_frame.Widths_Kept());
-    buyer_frame.First_Widths(1500, 12000);
+    const auto texts = buyer.First_Layout_Texts();
+    ASSERT_EQ(texts.size(), 2u);
+    EXPECT_EQ(texts[0].col, 1);
+    EXPECT_EQ(texts[0].widest, "1:1:20:1234");
+    EXPECT_EQ(texts[1].col, 2);
+    EXPECT_EQ(texts[1].widest, "Внучка с длинным именем");
+    buyer_frame.First_Widths({{1, 1200}, {2, 1500}}, 12000);
+    EXPECT_EQ(buyer.MSFlexGrid1.Column_Width(1), 1200);
     EXPECT_EQ(buyer.MSFlexGrid1.Column_Width(2), 1500);
-    EXPECT_EQ(buyer.MSFlexGrid1.Column_Width(3), 4090); // (12000 - 960 - 960 - 1500 - 400) / 2
-    EXPECT_EQ(buyer.MSFlexGrid1.Column_Width(5), 4090);
+    EXPECT_EQ(buyer.MSFlexGrid1.Column_Width(3), 960);
+    EXPECT_EQ(Width_Kept(Sell_Ticets::Settings_Prefix, 1), "1200");
     EXPECT_EQ(Width_Kept(Sell_Ticets::Settings_Prefix, 2), "1500");
+    EXPECT_EQ(Width_Kept(Sell_Ticets::Settings_Prefix, 3), "");
+    // A resize restores from the store: the fitted columns stay, the others are 960.
+    buyer.Form_Resize();
+    EXPECT_EQ(buyer.MSFlexGrid1.Column_Width(1), 1200);
+    EXPECT_EQ(buyer.MSFlexGrid1.Column_Width(5), 960);
 
     // The popups of the main window, by name, with what each click allows.
     station.MSFlexGrid1.Set_Row(1);
@@ -404,6 +430,7 @@ TEST_F(Browsers_Test, BothBrowsersThroughTheirFrame) {
     EXPECT_EQ(allowed(popup, "mnu_popup_release"), 1);
     EXPECT_EQ(allowed(popup, "mnu_popup_Res_stat"), 0); // the amount is 0
     EXPECT_EQ(allowed(popup, "mnu_popup_Res_stat_range"), 1);
+    EXPECT_EQ(allowed(popup, "Mnu_Shop_Range_s"), 1); // the main menu's entry follows the click
     station.MSFlexGrid1.Set_Col(2);
     EXPECT_EQ(allowed(station_frame.Popup_For_Click(), "mnu_popup_Res_stat"), 1);
     buyer.MSFlexGrid1.Set_Row(2);
@@ -416,6 +443,7 @@ TEST_F(Browsers_Test, BothBrowsersThroughTheirFrame) {
 
     // Double clicks and Ctrl with a digit are the buyer's alone.
     station.MSFlexGrid1.Set_Col(0);
+    EXPECT_EQ(allowed(station_frame.Popup_For_Click(), "Mnu_Shop_Range_s"), 0);
     EXPECT_FALSE(station_frame.Double_Click());
     EXPECT_FALSE(station_frame.Ctrl_Digit(1));
     EXPECT_TRUE(buyer_frame.Ctrl_Digit(7));

@@ -46,12 +46,13 @@ TEST_F(Catalogue_Verbs, FuelSetSavesThroughTheScreen) {
     EXPECT_EQ(static_cast<unsigned char>(fuel[5 * 546 + 49]), 1u); // history pushed
     EXPECT_EQ(static_cast<unsigned char>(fuel[7 * 546 + 49]), 1u); // for every slot
 
-    // The point gives the same price; a comma that doesn't convert fails with status 1.
+    // The point gives the same price; a comma that doesn't convert is a bad argument.
     ASSERT_EQ(Run("fuel set 6 Керосин 12.50").exit_code, 0);
     EXPECT_EQ(F64_At(home.Read("data/Fuel.dat"), 5 * 546 + 33), 12.5);
     Run_Result bad = Run("fuel set 6 Керосин 1,2,3");
-    EXPECT_EQ(bad.exit_code, 1);
+    EXPECT_EQ(bad.exit_code, 2);
     EXPECT_NE(bad.err.find("1,2,3"), std::string::npos) << bad.err;
+    EXPECT_EQ(F64_At(home.Read("data/Fuel.dat"), 5 * 546 + 33), 12.5);
     EXPECT_EQ(Run("fuel set 9 X").exit_code, 2);
 }
 
@@ -73,6 +74,7 @@ TEST_F(Catalogue_Verbs, VolumeAddRefusesLikeTheScreen) {
     EXPECT_NE(add.out.find("\t12\n"), std::string::npos) << add.out;
     EXPECT_EQ(add.out.find("\t50\n"), std::string::npos) << add.out;
     EXPECT_EQ(Run("volume add 1234").exit_code, 2); // more than the key table lets through
+    EXPECT_EQ(Run("volume add 40 ,").exit_code, 2); // a lone comma does not convert
 
     // Fill up to the limit: the demo has 5 volumes now, 195 more fit.
     std::string many;

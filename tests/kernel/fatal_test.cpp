@@ -41,8 +41,14 @@ TEST_F(Fatal, DefaultsForMissingTexts) {
     ui.resume_fatal = true;
     Fatal_Error(ui);
     ASSERT_EQ(ui.fatals.size(), 1u);
-    EXPECT_EQ(ui.fatals[0].module_path, "Unknown error:");
+    // No error is pending: its value and number are 0.
+    EXPECT_EQ(ui.fatals[0].module_path, "0:");
     EXPECT_EQ(ui.fatals[0].code, "0");
+    // One text given, the other defaults.
+    Fatal_Error(ui, "", "0x07331056FFAD");
+    ASSERT_EQ(ui.fatals.size(), 2u);
+    EXPECT_EQ(ui.fatals[1].module_path, "0:");
+    EXPECT_EQ(ui.fatals[1].code, "0x07331056FFAD");
 }
 
 TEST_F(Fatal, CountdownStartsAgainOnlyFromZero) {

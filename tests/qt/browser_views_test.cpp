@@ -17,6 +17,7 @@
 #include "storage/reference.h"
 #include "support/temp_folder.h"
 
+#include <QFontMetrics>
 #include <QLabel>
 #include <QMdiArea>
 #include <QMdiSubWindow>
@@ -90,6 +91,16 @@ class Browser_Views_Test : public QObject {
             Load_Company_Table(Path(state.settings.Company_File), state.Company_Table);
     }
 
+    void Stations() {
+        Record_File file(Path(State().settings.Establishments_File), Name_Record_Size);
+        std::vector<std::uint8_t> raw(Name_Record_Size);
+        Name_Record station;
+        station.Exists = 1;
+        station.Name = "АЗС на въезде";
+        Encode(station, raw.data());
+        QVERIFY(file.Write(1, raw.data()));
+    }
+
     QMdiSubWindow* Window_Titled(const char* caption) const {
         QMdiSubWindow* found = nullptr;
         for (QMdiSubWindow* sub : window->Mdi_Area()->subWindowList())
@@ -122,7 +133,9 @@ private slots:
         Companies({{"1", "", "", "Транспорт"},
                    {"2", "", "", "Торговля"},
                    {"5", "1", "", "Автобаза"},
-                   {"3", "", "", "Частные лица"}});
+                   {"3", "", "", "Частные лица"},
+                   {"1234567", "1", "5", "Гараж"}});
+        Stations();
         window = std::make_unique<Qt_MDI_Form>(state, *ui, clock, settings);
         window->Set_Blocking_Dialogs(false);
         Attach_Browser_Views(*window, state, *ui, clock, settings, browsers);
@@ -160,9 +173,19 @@ private slots:
         QVERIFY(Sort_Shown());
         QVERIFY(browsers.Buyer() != nullptr);
 
+        // At the first opening codes and names read whole, down to the deepest level's code
+        // path; only their widths are kept, the fuel columns keep the rule of a missing key.
+        const QFontMetrics metrics(view->font());
+        QVERIFY(view->columnWidth(1) > metrics.horizontalAdvance("1:1:5:1234567"));
+        QVERIFY(view->columnWidth(2) > metrics.horizontalAdvance("Частные лица"));
+        QVERIFY(!settings.Get(Settings_Application, Windows_Section, "SlTsC1", "").empty());
+        QCOMPARE(settings.Get(Settings_Application, Windows_Section, "SlTsC3", "none"),
+                 std::string("none"));
+
         // A double click in column 0 of a row with "+" goes down a level: the group on row 1,
-        // its companies with their amounts below. A right click on an amount offers the popup:
-        // the working date entry on; sale and statistics, whose screens aren't built yet, off.
+        // its companies with their amounts below. A left click on an amount offers the popup at
+        // the pointer: the working date entry on; sale and statistics, whose screens aren't
+        // built yet, off.
         QTest::mouseDClick(view->viewport(), Qt::LeftButton, {},
                            view->visualRect(view->model()->index(1, 0)).center());
         view->Grid_Model().Refresh();
@@ -171,10 +194,11 @@ private slots:
         QCOMPARE(Cell(view, 1, 1), QString("1:1:5"));
         QCOMPARE(Cell(view, 1, 2), QString("Автобаза"));
         QCOMPARE(Cell(view, 1, 3), QString("30"));
-        QTest::mouseClick(view->viewport(), Qt::RightButton, {},
-                          view->visualRect(view->model()->index(1, 3)).center());
+        const QPoint amount = view->visualRect(view->model()->index(1, 3)).center();
+        QTest::mouseClick(view->viewport(), Qt::LeftButton, {}, amount);
         QMenu* popup = window->Context_Menu("mnu_popup");
         QTRY_VERIFY(popup->isVisible());
+        QVERIFY((popup->pos() - view->viewport()->mapToGlobal(amount)).manhattanLength() < 40);
         QVERIFY(!window->Menu_Action("mnu_popup_user_stat")->isEnabled());
         QVERIFY(!window->Menu_Action("mnu_popup_sell")->isEnabled());
         QVERIFY(window->Menu_Action("mnu_set_curr_date_sell")->isEnabled());
@@ -215,11 +239,30 @@ private slots:
         QVERIFY(sub != nullptr);
         QVERIFY(browsers.Station() != nullptr);
         QVERIFY(Sort_Shown());
-        // A desk that never kept widths gets them fitted and kept at the first opening.
+        // A desk that never kept widths gets the names fitted and kept at the first opening.
         QVERIFY(!settings
                      .Get(Settings_Application, Windows_Section,
-                          std::string(Resolve_Tickets::Settings_Prefix) + "1", "")
+                          std::string(Resolve_Tickets::Settings_Prefix) + "0", "")
                      .empty());
+
+        // A left click in the grid: the popup at the pointer, and the main menu's
+        // "Статистика по заправке за период" follows the click (off outside the amounts).
+        window->Model().Set_Command("Mnu_Shop_Range_s", [] {});
+        QAction* range = window->Menu_Action("Mnu_Shop_Range_s");
+        auto* view = sub->findChild<Qt_Grid_View*>("MSFlexGrid1");
+        QVERIFY(view != nullptr);
+        view->Grid_Model().Refresh();
+        QTest::mouseClick(view->viewport(), Qt::LeftButton, {},
+                          view->visualRect(view->model()->index(0, 0)).center());
+        QMenu* popup = window->Context_Menu("mnu_popup_resolve");
+        QVERIFY(!popup->isVisible());
+        QVERIFY(!range->isEnabled());
+        QTest::mouseClick(view->viewport(), Qt::LeftButton, {},
+                          view->visualRect(view->model()->index(0, 1)).center());
+        QTRY_VERIFY(popup->isVisible());
+        QVERIFY(range->isEnabled());
+        popup->close();
+
         auto* label = sub->findChild<QLabel*>("Label1");
         QVERIFY(label != nullptr);
         browsers.Station()->Label1 = "";

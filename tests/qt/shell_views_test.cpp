@@ -16,6 +16,7 @@
 #include <QMenuBar>
 #include <QPlainTextEdit>
 #include <QPushButton>
+#include <QTextDocument>
 #include <QToolBar>
 #include <filesystem>
 
@@ -284,7 +285,10 @@ private slots:
         auto* eggs = window->findChild<Qt_Eggs*>();
         QVERIFY(eggs != nullptr);
         QCOMPARE(eggs->parent(), about);
-        QCOMPARE(eggs->findChild<QPlainTextEdit*>("Text1")->toPlainText(), Q(Eggs::Text));
+        // The text as it stands, its figures held together by no-break spaces.
+        QString note = eggs->findChild<QPlainTextEdit*>("Text1")->document()->toRawText();
+        QVERIFY(note.contains(QString::fromUtf8("150\u00A0000")));
+        QCOMPARE(note.replace(QChar(0x00A0), QLatin1Char(' ')), Q(Eggs::Text));
         QVERIFY(eggs->findChild<QPlainTextEdit*>("Text1")->isReadOnly());
         QVERIFY(eggs->findChild<QPushButton*>("Command2")->isEnabled());
         QCOMPARE(eggs->findChild<QPushButton*>("Command1")->text(), Q("E&xit"));
@@ -335,6 +339,19 @@ private slots:
         QVERIFY(screen.isVisible());
         QVERIFY(screen.Timer2().isActive());
         QVERIFY(!state.Resume_Requested);
+
+        // Escape and a close asked of the frame leave the countdown running: the screen has no
+        // close button, and only the countdown or the resume ends it.
+        QVERIFY(!(screen.windowFlags() & Qt::WindowCloseButtonHint));
+        QCOMPARE(Exit_Code_Of([&] {
+                     QTest::keyClick(&screen, Qt::Key_Escape);
+                     screen.close();
+                     QCoreApplication::processEvents();
+                     if (!screen.isVisible() || !screen.Timer1().isActive() ||
+                         !screen.Timer2().isActive())
+                         std::_Exit(3);
+                 }),
+                 200);
 
         // Left alone, the screen's own timers end the process, and only the marker tells of it:
         // the countdown timer running out, or the end timer on its own.

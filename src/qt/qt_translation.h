@@ -1,0 +1,14 @@
+// Qt's own Russian texts: the standard buttons of the boxes ("Да", "Нет", "Отмена"), the file
+// and print dialogs, the context menus of the edit fields. They come from the Qt installation
+// (qtbase_ru.qm in its translations folder, Debian package qt6-translations-l10n).
+#pragma once
+
+class QCoreApplication;
+
+namespace td {
+
+// Installs the translation into `app`. False when the installation has none: the toolkit's
+// texts then stay English, and nothing else changes.
+bool Install_Qt_Russian(QCoreApplication& app);
+
+} // namespace td
