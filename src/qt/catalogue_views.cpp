@@ -28,10 +28,6 @@ namespace td {
 
 namespace {
 
-QString Q(const std::string& text) {
-    return QString::fromStdString(text);
-}
-
 // A dialog that owns its screen model and goes away when closed.
 template <typename Model> struct Model_Dialog : QDialog {
     template <typename... Args>
