@@ -509,8 +509,9 @@ int Run_Verb(const Arguments& args) {
     if (int code = Run_Sale_Verb(args); code >= 0)
         return code;
     if (int code = Run_Import_Verb(args); code >= 0)
-        if (int code = Run_Maintenance_Verb(args); code >= 0)
-            return code;
+        return code;
+    if (int code = Run_Maintenance_Verb(args); code >= 0)
+        return code;
     std::fputs(Usage, stderr);
     return args.verb.empty() ? 2
                              : (std::fprintf(stderr, "unknown verb: %s\n", args.verb.c_str()), 2);
