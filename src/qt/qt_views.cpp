@@ -216,9 +216,7 @@ QString Qt_Search_Progress::Label() const {
 // ---------------------------------------------------------------------------------------------
 
 Qt_Errorscreen::Qt_Errorscreen(Errorscreen& model, QWidget* parent)
-    // A title and no close button: the countdown is the screen's timing, and only the resume
-    // or its end closes it.
-    : QDialog(parent, Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint), model_(model) {
+    : QDialog(parent), model_(model) {
     setObjectName("Errorscreen");
     setWindowTitle(Errorscreen::Title);
     setModal(true);
@@ -303,19 +301,17 @@ void Qt_Errorscreen::keyReleaseEvent(QKeyEvent* event) {
 }
 
 void Qt_Errorscreen::closeEvent(QCloseEvent* event) {
-    // A close the window manager asks for (Alt+F4) doesn't cut the countdown short.
-    if (!model_.Unload_Requested()) {
-        event->ignore();
-        return;
-    }
-    model_.Form_Unload(); // after the resume: back to the caller
+    // Closed by the user without a resume: the process ends, as at the end of the countdown.
+    // After the resume the caller goes on.
+    model_.Form_Unload();
     timer1_.stop();
     timer2_.stop();
     event->accept();
     QDialog::done(QDialog::Accepted);
 }
 
-// Escape does nothing: the screen waits for its countdown or the resume.
+// Escape does nothing: the screen has no button it would press, and waits for its countdown, a
+// close or the resume.
 void Qt_Errorscreen::reject() {}
 
 // ---------------------------------------------------------------------------------------------
