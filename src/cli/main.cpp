@@ -4,6 +4,7 @@
 #include "cli/catalogue_verbs.h"
 #include "cli/cli_ui.h"
 #include "cli/demo_installation.h"
+#include "cli/redeem_verbs.h"
 #include "cli/sale_verbs.h"
 #include "cli/session.h"
 #include "kernel/cache_passes.h"
@@ -63,6 +64,10 @@ verbs:
        [--check] [--force]
                            sell coupons to a buyer as the sale screen does: check, then
                            register; prints the result rows (number, text, record)
+  redeem --station N --fuel NAME --volume V NUMBER[:LITRES]... [--check] [--force]
+                           redeem coupons at station N as the redemption screen does: check,
+                           then book; LITRES as 12, 12,5 or 12.5 (default: the volume);
+                           prints the result rows (number, text, record)
 )";
 } // namespace td::cli
 
@@ -480,6 +485,8 @@ int Run_Verb(const Arguments& args) {
     if (int code = Run_Catalogue_Verb(args); code >= 0)
         return code;
     if (int code = Run_Sale_Verb(args); code >= 0)
+        return code;
+    if (int code = Run_Redeem_Verb(args); code >= 0)
         return code;
     std::fputs(Usage, stderr);
     return args.verb.empty() ? 2

@@ -355,8 +355,11 @@ void Shop::Enter_Cell() {
 }
 
 void Shop::MSFlexGrid1_Move_To(int row, int col) {
-    Leave_Cell();
     Grid& list = MSFlexGrid1;
+    // Staying in the cell is no leaving of it.
+    if (row == list.Row() && col == list.Col())
+        return;
+    Leave_Cell();
     list.Set_Row(std::clamp(row, 1, list.Rows() - 1));
     list.Set_Col(std::clamp(col, 0, 1));
     Enter_Cell();
