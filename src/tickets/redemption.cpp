@@ -18,6 +18,7 @@
 #include "storage/header.h"
 #include "storage/number_index.h"
 #include "storage/record_file.h"
+#include "storage/redemption_note.h"
 #include "storage/reference.h"
 #include "tickets/result_log.h"
 #include "tickets/sale_common.h"
@@ -85,7 +86,7 @@ private:
                     std::int64_t record_no, bool read_anew);
     Verdict Judge(const Ticket_Record& ticket) const;
     bool Station_Refused(const Ticket_Record& ticket) const;
-    bool Book(Ticket_Record& ticket, std::int64_t record_no);
+    bool Book(const Ticket_Record& before, const Ticket_Record& ticket, std::int64_t record_no);
     bool Add_To_Total(Record_File& file, std::int64_t record, int fuel, double amount,
                       std::int64_t last_record);
     bool Read_Ticket(std::int64_t record_no, Ticket_Record& ticket);
@@ -134,6 +135,7 @@ private:
     std::vector<Name_Record> station_names_;
 
     std::unique_ptr<Database_Lock> lock_;
+    std::unique_ptr<Redemption_Note> note_;
     Record_File database_;
     Record_File used_totals_;
     Record_File buyer_totals_;
@@ -272,6 +274,7 @@ bool Redemption::Open_Files() {
         return false;
     }
     offset_ = extent.offset;
+    note_ = std::make_unique<Redemption_Note>(state_.Data_Folder, Real_File_Path(database_path_));
     if (!database_.Open(database_path_, Ticket_Record_Size))
         return Failed(database_);
     if (!used_totals_.Open(state_.Path_Of(state_.settings.Cache_Used_File), Cache_Record_Size))
@@ -349,13 +352,19 @@ bool Redemption::Add_To_Total(Record_File& file, std::int64_t record, int fuel, 
     return true;
 }
 
-bool Redemption::Book(Ticket_Record& ticket, std::int64_t record_no) {
-    // The ticket first, whole in one write; then the station's litres and the buyer's balance.
+bool Redemption::Book(const Ticket_Record& before, const Ticket_Record& ticket,
+                      std::int64_t record_no) {
+    // The ticket first, in one write behind its note; then the station's litres and the buyer's
+    // balance.
+    std::uint8_t old_raw[Ticket_Record_Size];
     std::uint8_t raw[Ticket_Record_Size];
+    Encode(before, old_raw);
     Encode(ticket, raw);
     if (record_no < 1)
         return Failed({Bad_Record_Number, "Bad record number"},
                       database_path_ + ": record " + std::to_string(record_no));
+    if (!note_->Before_Write(record_no, old_raw, raw))
+        return Failed(note_->File());
     if (!database_.Write(static_cast<std::uint64_t>(record_no), raw))
         return Failed(database_);
     const long long position = record_no - offset_;
@@ -414,11 +423,12 @@ void Redemption::Judge_Rows(const std::array<char, 6>& serial, Ticket_Record& ti
             break;
         case Verdict::Accepted: {
             const double litres = Litres_Of(list_.Text(row, Shop::Litres_Col)).value_or(0.0);
+            const Ticket_Record before = ticket;
             ticket.Used = 1;
             ticket.Real_Volume = litres;
             ticket.Validation_Date = state_.Current_Date;
             ticket.Establishment = station_;
-            if (commit_ && !Book(ticket, record_no))
+            if (commit_ && !Book(before, ticket, record_no))
                 return;
             litres_ += litres;
             ++count_;
@@ -587,6 +597,8 @@ void Redemption::Run() {
             Failed(used_totals_);
         else if (!buyer_totals_.Sync())
             Failed(buyer_totals_);
+        else
+            note_->Remove();
     }
     Finish_Walk();
     database_.Close();
