@@ -10,6 +10,7 @@
 #include "qt/qt_mdi_form.h"
 #include "qt/qt_ui.h"
 #include "qt/qt_user_settings.h"
+#include "qt/shop_view.h"
 #include "qt/system_clock.h"
 #include "qt/test_hooks.h"
 #include "qt/tour.h"
@@ -108,6 +109,7 @@ int main(int argc, char** argv) {
     td::Open_Browsers browsers;
     td::Attach_Catalogue_Views(window, state, ui, clock, &browsers);
     td::Attach_Browser_Views(window, state, ui, clock, user_settings, browsers);
+    td::Attach_Shop_View(window, state, ui, clock, browsers);
     window.setEnabled(true);
     // Without a window manager (Xvfb) maximising is not honoured: the screen's size stands in.
     if (QScreen* screen = window.screen())
@@ -122,6 +124,8 @@ int main(int argc, char** argv) {
                 td::Open_Buyer_Browser(window);
             else if (hooks.open == "stations")
                 td::Open_Station_Browser(window);
+            else if (hooks.open == "shop")
+                td::Open_Shop(window);
             if (!hooks.open.empty())
                 QApplication::processEvents(); // the grid's coalesced refresh
             if (!hooks.screenshot.empty())
