@@ -13,9 +13,9 @@ namespace {
 
 constexpr char Note_Mark[12] = "TD redeem 1";
 constexpr std::size_t Max_Path = 4096;
-// Mark, record number, the bytes before and after, the path's length, the path, the checksum.
+// Mark, record number, the bytes before and after, the path's length; then the path and the
+// checksum of everything before it.
 constexpr std::size_t Fixed_Size = sizeof Note_Mark + 8 + 2 * Ticket_Record_Size + 2;
-constexpr std::size_t Note_Size = Fixed_Size + Max_Path + 8;
 
 std::string Note_Path(const std::string& data_folder) {
     return data_folder + "/" + Redemption_Note_File;
@@ -39,9 +39,10 @@ bool Redemption_Note::Before_Write(std::int64_t record, const std::uint8_t* befo
                                    const std::uint8_t* after) {
     if (database_.size() > Max_Path)
         return false;
-    if (!file_.Is_Open() && !file_.Open(path_, Note_Size))
+    if (!file_.Is_Open() && !file_.Open(path_, 1))
         return false;
-    std::vector<std::uint8_t> note(Note_Size, 0);
+    const std::size_t size = Fixed_Size + database_.size() + 8;
+    std::vector<std::uint8_t> note(size, 0);
     std::size_t at = 0;
     std::memcpy(note.data(), Note_Mark, sizeof Note_Mark);
     at += sizeof Note_Mark;
@@ -55,9 +56,10 @@ bool Redemption_Note::Before_Write(std::int64_t record, const std::uint8_t* befo
     std::memcpy(note.data() + at, &length, 2);
     at += 2;
     std::memcpy(note.data() + at, database_.data(), database_.size());
-    const std::uint64_t sum = Checksum(note.data(), Note_Size - 8);
-    std::memcpy(note.data() + Note_Size - 8, &sum, 8);
-    return file_.Write(1, note.data());
+    const std::uint64_t sum = Checksum(note.data(), size - 8);
+    std::memcpy(note.data() + size - 8, &sum, 8);
+    // One write at the start of the file: a later note is never shorter, the path being the same.
+    return file_.Write_Bytes(0, size, note.data());
 }
 
 void Redemption_Note::Remove() {
@@ -70,19 +72,27 @@ Redemption_Repair Finish_Interrupted_Redemption(const std::string& data_folder) 
     const std::string path = Note_Path(data_folder);
     if (!File_Exists(path))
         return repair;
-    std::vector<std::uint8_t> note(Note_Size, 0);
+    std::vector<std::uint8_t> note;
     {
-        Record_File file(path, Note_Size, Record_File::Mode::Read_Only);
-        if (!file.Is_Open() || file.Record_Count() < 1 || !file.Read(1, note.data()))
-            note.assign(Note_Size, 0);
+        Record_File file(path, 1, Record_File::Mode::Read_Only);
+        const std::uint64_t size = file.Is_Open() ? file.Size() : 0;
+        if (size >= Fixed_Size + 8 && size <= Fixed_Size + Max_Path + 8) {
+            note.resize(size);
+            if (!file.Read_Bytes(0, note.size(), note.data()))
+                note.clear();
+        }
     }
-    std::uint64_t sum = 0;
-    std::memcpy(&sum, note.data() + Note_Size - 8, 8);
     std::uint16_t length = 0;
-    std::memcpy(&length, note.data() + Fixed_Size - 2, 2);
+    std::uint64_t sum = 0;
+    if (note.size() >= Fixed_Size + 8) {
+        std::memcpy(&length, note.data() + Fixed_Size - 2, 2);
+        if (Fixed_Size + length + 8 <= note.size())
+            std::memcpy(&sum, note.data() + Fixed_Size + length, 8);
+    }
     // A note cut short was being written when the run ended: its record was not touched yet.
-    if (std::memcmp(note.data(), Note_Mark, sizeof Note_Mark) == 0 && length <= Max_Path &&
-        sum == Checksum(note.data(), Note_Size - 8)) {
+    if (note.size() >= Fixed_Size + 8 && Fixed_Size + length + 8 <= note.size() &&
+        std::memcmp(note.data(), Note_Mark, sizeof Note_Mark) == 0 &&
+        sum == Checksum(note.data(), Fixed_Size + length)) {
         repair.found = true;
         std::memcpy(&repair.record, note.data() + sizeof Note_Mark, 8);
         const std::uint8_t* before = note.data() + sizeof Note_Mark + 8;
