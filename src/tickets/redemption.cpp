@@ -474,20 +474,38 @@ void Redemption::Walk_Index() {
 }
 
 void Redemption::Walk_Database() {
+    // Blocks read in turn on this thread: with the file in the page cache a read is a copy, and
+    // a helper thread would only wait for a processor on a busy machine.
+    if (!commit_ &&
+        !database_.Open(database_path_, Ticket_Record_Size, Record_File::Mode::Read_Only)) {
+        Failed(database_);
+        return;
+    }
     const long count = state_.Ticket_Count;
-    Scan_Tickets(
-        state_, ui_, count,
-        [&](long i, const Ticket_Record& read) {
+    constexpr long Block = 8192;
+    std::vector<Ticket_Record> block(
+        static_cast<std::size_t>(std::min<long>(Block, std::max(count, 1L))));
+    for (long first = 1; first <= count && !failed_; first += Block) {
+        const long n = std::min(Block, count - first + 1);
+        const long long record = first + offset_;
+        if (record < 1)
+            return void(Failed({Bad_Record_Number, "Bad record number"},
+                               database_path_ + ": record " + std::to_string(record)));
+        if (!database_.Read_Block(static_cast<std::uint64_t>(record), static_cast<std::uint64_t>(n),
+                                  reinterpret_cast<std::uint8_t*>(block.data())))
+            return void(Failed(database_));
+        for (long k = 0; k < n && !failed_; ++k) {
+            const Ticket_Record& read = block[static_cast<std::size_t>(k)];
             if (read.Fuel != fuel_ || read.Volume != volume_ ||
                 candidates_.count(Serial_Key(read.Serial)) == 0)
-                return true;
+                continue;
             // The ticket in hand stays the changed copy: a second row of the number is told it
             // was booked just now.
             Ticket_Record ticket = read;
-            Judge_Rows(read.Serial, ticket, i + offset_, false);
-            return !failed_;
-        },
-        [&](long i) { Progress(i, count); });
+            Judge_Rows(read.Serial, ticket, record + k, false);
+        }
+        Progress(first + n - 1, count);
+    }
 }
 
 void Redemption::Walk() {
