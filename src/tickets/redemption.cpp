@@ -58,6 +58,28 @@ std::uint64_t Serial_Key(const std::array<char, 6>& serial) {
     return key;
 }
 
+// The numbers of the list, for a quick answer to whether a ticket can match any row: a bit per
+// hash slot turns almost every ticket away before the exact set is asked.
+class Serial_Filter {
+public:
+    void Add(std::uint64_t key) {
+        const std::uint32_t slot = Slot(key);
+        bits_[slot >> 6] |= std::uint64_t{1} << (slot & 63);
+        keys_.insert(key);
+    }
+    bool Contains(std::uint64_t key) const {
+        const std::uint32_t slot = Slot(key);
+        return ((bits_[slot >> 6] >> (slot & 63)) & 1) != 0 && keys_.count(key) != 0;
+    }
+
+private:
+    static std::uint32_t Slot(std::uint64_t key) {
+        return static_cast<std::uint32_t>((key * 0x9E3779B97F4A7C15ull) >> 48);
+    }
+    std::vector<std::uint64_t> bits_ = std::vector<std::uint64_t>(1024);
+    std::unordered_set<std::uint64_t> keys_;
+};
+
 class Redemption {
 public:
     Redemption(Shop& screen, bool commit)
@@ -131,7 +153,7 @@ private:
     // The list as it stood, for the check to put back; the original row of each list row.
     std::vector<std::string> saved_numbers_, saved_litres_;
     std::vector<int> original_row_;
-    std::unordered_set<std::uint64_t> candidates_;
+    Serial_Filter candidates_;
     std::vector<Name_Record> station_names_;
 
     std::unique_ptr<Database_Lock> lock_;
@@ -208,7 +230,7 @@ bool Redemption::Prepare_List() {
     for (int row = 1; row < list_.Rows(); ++row) {
         Ticket_Record probe;
         probe.Set_Serial(Utf8_To_Cp1251(list_.Text(row, Shop::Number_Col)));
-        candidates_.insert(Serial_Key(probe.Serial));
+        candidates_.Add(Serial_Key(probe.Serial));
     }
     return true;
 }
@@ -463,7 +485,7 @@ void Redemption::Walk_Index() {
     Walk_Number_Index(
         state_, fuel_, volume_,
         [&](long, const Z_Record& entry) {
-            if (candidates_.count(Serial_Key(entry.Serial)) == 0)
+            if (!candidates_.Contains(Serial_Key(entry.Serial)))
                 return true;
             // Each match reads the ticket anew: after a booking the next row sees it booked.
             Ticket_Record ticket;
@@ -482,7 +504,7 @@ void Redemption::Walk_Database() {
         return;
     }
     const long count = state_.Ticket_Count;
-    constexpr long Block = 8192;
+    constexpr long Block = 14563; // 1 MB of tickets
     std::vector<Ticket_Record> block(
         static_cast<std::size_t>(std::min<long>(Block, std::max(count, 1L))));
     for (long first = 1; first <= count && !failed_; first += Block) {
@@ -497,7 +519,7 @@ void Redemption::Walk_Database() {
         for (long k = 0; k < n && !failed_; ++k) {
             const Ticket_Record& read = block[static_cast<std::size_t>(k)];
             if (read.Fuel != fuel_ || read.Volume != volume_ ||
-                candidates_.count(Serial_Key(read.Serial)) == 0)
+                !candidates_.Contains(Serial_Key(read.Serial)))
                 continue;
             // The ticket in hand stays the changed copy: a second row of the number is told it
             // was booked just now.
