@@ -504,7 +504,7 @@ void Redemption::Walk_Database() {
         return;
     }
     const long count = state_.Ticket_Count;
-    constexpr long Block = 14563; // 1 MB of tickets
+    constexpr long Block = 14563; // a megabyte of tickets a read
     std::vector<Ticket_Record> block(
         static_cast<std::size_t>(std::min<long>(Block, std::max(count, 1L))));
     for (long first = 1; first <= count && !failed_; first += Block) {
