@@ -42,14 +42,6 @@ constexpr const char* Not_Checked_Question =
     "Вы не выполнили проверку талонов на списание или в результате проверки были обнаружены "
     "ошибки. Продолжить?";
 
-std::size_t Characters(const std::string& text) {
-    std::size_t count = 0;
-    for (unsigned char c : text)
-        if ((c & 0xC0) != 0x80)
-            ++count;
-    return count;
-}
-
 // Six bytes of a number as the database holds them, for a quick test of whether any row can
 // match a ticket.
 std::uint64_t Serial_Key(const std::array<char, 6>& serial) {
@@ -210,7 +202,7 @@ bool Redemption::Prepare_List() {
         const std::size_t at =
             static_cast<std::size_t>(original_row_[static_cast<std::size_t>(row - 1)]);
         std::string number = list_.Text(row, Shop::Number_Col);
-        if (Characters(number) < static_cast<std::size_t>(Shop::Number_Max_Length)) {
+        if (Utf8_Length(number) < static_cast<std::size_t>(Shop::Number_Max_Length)) {
             if (number.empty()) {
                 if (row == 1)
                     return false;
@@ -218,7 +210,7 @@ bool Redemption::Prepare_List() {
                 original_row_.erase(original_row_.begin() + (row - 1));
                 continue;
             }
-            number = std::string(Shop::Number_Max_Length - Characters(number), '0') + number;
+            number = Zeros_In_Front(number, Shop::Number_Max_Length);
             list_.Set_Text(row, Shop::Number_Col, number);
             saved_numbers_[at] = number;
         }

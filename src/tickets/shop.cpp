@@ -26,19 +26,6 @@ constexpr int Empty_List_Rows = 2;
 // Rows from which entering a cell scrolls it to the top.
 constexpr int Scroll_From_Row = 6;
 
-std::size_t Characters(const std::string& text) {
-    std::size_t count = 0;
-    for (unsigned char c : text)
-        if ((c & 0xC0) != 0x80)
-            ++count;
-    return count;
-}
-
-std::string Zeros_In_Front(const std::string& text, std::size_t width) {
-    const std::size_t length = Characters(text);
-    return length >= width ? text : std::string(width - length, '0') + text;
-}
-
 // The text less its last character, a UTF-8 sequence counted as one.
 std::string Without_Last(const std::string& text) {
     std::size_t end = text.size();
@@ -303,7 +290,7 @@ void Shop::MSFlexGrid1_KeyPress(int key) {
             return;
         if (digit) {
             const std::string& text = list.Text(row, col);
-            if (Characters(text) < static_cast<std::size_t>(Number_Max_Length))
+            if (Utf8_Length(text) < static_cast<std::size_t>(Number_Max_Length))
                 list.Set_Text(row, col, text + static_cast<char>(key));
             Changed();
             return;
