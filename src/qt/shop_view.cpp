@@ -269,8 +269,8 @@ bool Shop_Window::eventFilter(QObject* watched, QEvent* event) {
         }
     }
     if (watched == list_->viewport()) {
-        auto* mouse = static_cast<QMouseEvent*>(event);
         if (event->type() == QEvent::MouseButtonPress) {
+            auto* mouse = static_cast<QMouseEvent*>(event);
             const QModelIndex index = list_->indexAt(mouse->position().toPoint());
             list_->setFocus(Qt::MouseFocusReason);
             if (index.isValid())
@@ -278,6 +278,7 @@ bool Shop_Window::eventFilter(QObject* watched, QEvent* event) {
             return true;
         }
         if (event->type() == QEvent::MouseButtonDblClick) {
+            auto* mouse = static_cast<QMouseEvent*>(event);
             if (QMenu* menu = main_.Context_Menu("mnu_shop_popup_cls_main"))
                 menu->popup(mouse->globalPosition().toPoint());
             return true;
