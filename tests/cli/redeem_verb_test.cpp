@@ -311,4 +311,32 @@ TEST_F(Redeem_Verb, KilledAtEveryWriteOfACommit) {
     std::system(("rm -rf '" + pristine + "'").c_str());
 }
 
+// A write that fails in the middle of a commit: the fatal screen's text and its cause, the rows
+// written so far on standard output, every ticket whole, and after a start the totals of the
+// tickets on disk.
+TEST_F(Redeem_Verb, AFailedWriteEndsInTheFatalScreen) {
+    if (std::system("strace -V >/dev/null 2>&1") != 0)
+        GTEST_SKIP() << "strace is not installed";
+    const std::string before = Read("TD.cdb");
+    const Run_Result run =
+        Run("redeem --station 1 --fuel АИ-92 --volume 20 100001 100002 100003",
+            "strace -f -o /dev/null -e trace=pwrite64 -e inject=pwrite64:error=ENOSPC:when=6 -P '" +
+                Data("TD.cdb") + "' -P '" + Data("Redeem.$$$") + "'");
+    EXPECT_EQ(run.exit_code, 1);
+    EXPECT_TRUE(Has(run.err, "FATAL ERROR 61 in module: Disk full:")) << run.err;
+    EXPECT_TRUE(Has(run.err, "cause: " + Data("TD.cdb"))) << run.err;
+    // The note and the ticket of the first two, the third's note, then its ticket fails.
+    EXPECT_TRUE(Has(run.out, "\tСписание талонов\t\n")) << run.out;
+    EXPECT_TRUE(Has(run.out, "100002\tСписан\t8\n")) << run.out;
+    EXPECT_FALSE(Has(run.out, "100003\tСписан")) << run.out;
+    EXPECT_FALSE(Has(run.out, "Списано талонов")) << run.out;
+
+    ASSERT_EQ(Run("totals buyers").exit_code, 0);
+    const std::vector<Ticket> tickets = Tickets_Of(Read("TD.cdb"));
+    EXPECT_EQ(tickets[0].used, 1);
+    EXPECT_EQ(tickets[1].used, 1);
+    EXPECT_EQ(tickets[2].raw, before.substr((Offset + 2) * Record, Record));
+    Expect_Totals_Computed();
+}
+
 } // namespace
