@@ -8,7 +8,7 @@
 //
 // Installations are generated once under the cache folder and reused; each size gets a work copy
 // of its database, on which the commits book tickets. The screen is driven as the window drives
-// it: the list filled, then "Проверить" or "Списать талон".
+// it: the list filled, then "Проверить" or "Списать талон". bench/run.sh runs it beside the passes.
 #include "base/numbers.h"
 #include "bench_support.h"
 #include "browsers/browser_refresh.h"
@@ -127,7 +127,7 @@ Installation& Open(long n) {
     std::string error;
     if (!Ensure_Installation(master, n, generated, error))
         Die(error);
-    in.home = config.cache + "/" + std::to_string(n) + "-work";
+    in.home = config.cache + "/" + std::to_string(n) + "-redeem";
     if (!Prepare_Work_Installation(master, in.home, error))
         Die(error);
     in.database = Database_Of(in.home);
