@@ -31,7 +31,7 @@ root=$PWD
 
 sizes=${1:-150000,1000000,10000000}
 cache=${TD_BENCH_CACHE:-/var/tmp/td-bench}
-targets=(bench_passes td_generate td_pass_probe tdctl)
+targets=(bench_passes bench_redemption td_generate td_pass_probe tdctl)
 
 if [ -z "${BUILD_DIR:-}" ]; then
     cmake --preset release >/dev/null
@@ -69,6 +69,9 @@ bench_args=(--td_sizes="$sizes" --td_cache="$cache" --td_summary="$out/passes.ts
 [ -n "${TD_BENCH_FILTER:-}" ] && bench_args+=(--benchmark_filter="$TD_BENCH_FILTER")
 [ -n "${TD_BENCH_CLOCK:-}" ] && bench_args+=(--td_clock="$TD_BENCH_CLOCK")
 "$bench/bench_passes" "${bench_args[@]}" | tee "$out/passes.txt"
+
+echo "== redemption: check and commit of 50 numbers, on an indexed pair and on a scanned one"
+"$bench/bench_redemption" --td_sizes="$sizes" --td_cache="$cache" | tee "$out/redemption.txt"
 
 echo "== peak memory, one pass per process"
 : >"$out/memory.tsv"

@@ -133,4 +133,18 @@ bool Parse_Serial_Range(std::string_view text, std::vector<std::string>& parts, 
     return true;
 }
 
+std::size_t Utf8_Length(std::string_view text) {
+    std::size_t count = 0;
+    for (unsigned char c : text)
+        if ((c & 0xC0) != 0x80)
+            ++count;
+    return count;
+}
+
+std::string Zeros_In_Front(std::string_view text, std::size_t width) {
+    const std::size_t length = Utf8_Length(text);
+    return length >= width ? std::string(text)
+                           : std::string(width - length, '0') + std::string(text);
+}
+
 } // namespace td

@@ -38,4 +38,10 @@ bool Parse_Serial_Range(std::string_view text, std::vector<std::string>& parts, 
 // Upper-case ASCII letters to lower case; other bytes unchanged.
 std::string Lower_Ascii(std::string_view text);
 
+// Characters of a UTF-8 text, as the user counts them.
+std::size_t Utf8_Length(std::string_view text);
+
+// The text with zeros in front up to `width` characters; a longer text stays as it is.
+std::string Zeros_In_Front(std::string_view text, std::size_t width);
+
 } // namespace td

@@ -6,6 +6,7 @@
 #include "cli/demo_installation.h"
 #include "cli/import_verbs.h"
 #include "cli/maintenance_verbs.h"
+#include "cli/redeem_verbs.h"
 #include "cli/report_verbs.h"
 #include "cli/sale_verbs.h"
 #include "cli/session.h"
@@ -88,6 +89,10 @@ verbs:
          range --fuel NAME --volume V --from N --to N   [--yes]
                            mark tickets deleted (all: move the database aside)
   audit                    report what no screen shows; exit 1 with findings
+  redeem --station N --fuel NAME --volume V NUMBER[:LITRES]... [--check] [--force]
+                           redeem coupons at station N as the redemption screen does: check,
+                           then book; LITRES as 12, 12,5 or 12.5 (default: the volume);
+                           prints the result rows (number, text, record)
 )";
 } // namespace td::cli
 
@@ -502,16 +507,10 @@ int Run_Verb(const Arguments& args) {
         return Date(args);
     if (args.verb == "totals")
         return Totals(args);
-    if (int code = Run_Report_Verb(args); code >= 0)
-        return code;
-    if (int code = Run_Catalogue_Verb(args); code >= 0)
-        return code;
-    if (int code = Run_Sale_Verb(args); code >= 0)
-        return code;
-    if (int code = Run_Import_Verb(args); code >= 0)
-        return code;
-    if (int code = Run_Maintenance_Verb(args); code >= 0)
-        return code;
+    for (auto run : {Run_Report_Verb, Run_Catalogue_Verb, Run_Sale_Verb, Run_Redeem_Verb,
+                     Run_Import_Verb, Run_Maintenance_Verb})
+        if (int code = run(args); code >= 0)
+            return code;
     std::fputs(Usage, stderr);
     return args.verb.empty() ? 2
                              : (std::fprintf(stderr, "unknown verb: %s\n", args.verb.c_str()), 2);

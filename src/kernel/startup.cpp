@@ -13,6 +13,7 @@
 #include "storage/number_index.h"
 #include "storage/record_file.h"
 #include "storage/records.h"
+#include "storage/redemption_note.h"
 #include "storage/reference.h"
 
 #include <cerrno>
@@ -169,6 +170,13 @@ void Main_Startup(Program_State& state, Startup_Ports& ports, const std::string&
         ui.Message_Box("Ошибка при работе с файлом " + recovery.failure.Text() +
                            ".\r\nТалоны, записанные перед неожиданным завершением программы, "
                            "будут учтены при следующем запуске.",
+                       box::Stop, "Ошибка");
+
+    // A redemption that died while writing a ticket: a record booked in part is put back.
+    const Redemption_Repair redemption = Finish_Interrupted_Redemption(state.Data_Folder);
+    if (redemption.failure.Failed())
+        ui.Message_Box("Ошибка при работе с файлом " + redemption.failure.Text() +
+                           ".\r\nТалон, списание которого было прервано, записан не полностью.",
                        box::Stop, "Ошибка");
 
     // A missing database, or one whose head is damaged, gets a new header with zero tickets.

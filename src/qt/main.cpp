@@ -15,6 +15,7 @@
 #include "qt/qt_user_settings.h"
 #include "qt/report_views.h"
 #include "qt/sale_view.h"
+#include "qt/shop_view.h"
 #include "qt/system_clock.h"
 #include "qt/test_hooks.h"
 #include "qt/tour.h"
@@ -118,6 +119,7 @@ int main(int argc, char** argv) {
     td::Attach_Import_View(window, state, ui, clock, user_settings);
     td::Attach_Report_Views(window, state, ui, clock, user_settings, browsers);
     td::Attach_Maintenance_Views(window, state, ui, clock, user_settings);
+    td::Attach_Shop_View(window, state, ui, clock, browsers);
     window.setEnabled(true);
     // Without a window manager (Xvfb) maximising is not honoured: the screen's size stands in.
     if (QScreen* screen = window.screen())
@@ -136,6 +138,8 @@ int main(int argc, char** argv) {
                 window.Show_Raw_DB_Edit(); // modal: the hooks after it wait for it to close
             else if (hooks.open.rfind("mnu_", 0) == 0)
                 window.Model().Menu_Click(hooks.open); // a modal screen blocks here too
+            else if (hooks.open == "shop")
+                td::Open_Shop(window);
             if (!hooks.open.empty())
                 QApplication::processEvents(); // the grid's coalesced refresh
             if (!hooks.screenshot.empty())

@@ -32,7 +32,7 @@ struct Settings {
     std::vector<int> answers; // box::Answer_Yes / Answer_No, in turn
     std::string screenshot;
     std::string tour;
-    std::string open; // "buyers" or "stations"
+    std::string open; // "buyers", "stations" or "shop"
     int auto_close_ms = -1;
     bool Any() const {
         return auto_answer || !screenshot.empty() || !tour.empty() || !open.empty() ||

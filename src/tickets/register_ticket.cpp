@@ -31,20 +31,6 @@ std::string Mark_Key(int n) {
     return "RTLV" + std::to_string(n);
 }
 
-// Characters of a UTF-8 text, as the user counts them.
-std::size_t Characters(const std::string& text) {
-    std::size_t count = 0;
-    for (unsigned char c : text)
-        if ((c & 0xC0) != 0x80)
-            ++count;
-    return count;
-}
-
-std::string Zeros_In_Front(const std::string& text, std::size_t width) {
-    const std::size_t length = Characters(text);
-    return length >= width ? text : std::string(width - length, '0') + text;
-}
-
 // The group of an option: 1 and 2 validity, 3 and 4 stations, 5 to 7 the numbers.
 int Group_Of(int n) {
     return n <= 2 ? 0 : (n <= 4 ? 1 : 2);

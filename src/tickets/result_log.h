@@ -13,6 +13,9 @@ namespace log_colour {
 inline constexpr Rgb Title{70, 70, 110};
 inline constexpr Rgb Refusal{170, 30, 30};
 inline constexpr Rgb Acceptance{30, 120, 50};
+// The redemption's own shades of the acceptance and of its summary.
+inline constexpr Rgb Booking{30, 110, 40};
+inline constexpr Rgb Summary{30, 120, 110};
 } // namespace log_colour
 
 // The columns of a result grid.

@@ -143,27 +143,12 @@ bool Sale_Commit::Read_Ticket(Record_File& database, std::int64_t record_no,
 }
 
 void Sale_Commit::Index_Entries(const std::function<bool(long k, const Z_Record&)>& visit) {
-    const long count = state_.Z_Counts.Get(order_.fuel, order_.volume);
-    if (count <= 0)
-        return;
-    Record_File index(state_.Path_Of(Z_File_Name(order_.fuel, order_.volume)), Z_Record_Size,
-                      Record_File::Mode::Read_Only);
-    constexpr long Block = 8192;
-    std::vector<std::uint8_t> bytes(static_cast<std::size_t>(Block) * Z_Record_Size);
     double shown = screen_.Time().Seconds_Since_Midnight();
-    for (long k = 1; k <= count; k += Block) {
-        const long n = std::min(Block, count - k + 1);
-        // A missing index file reads as empty entries, as a file opened anew would.
-        if (!index.Is_Open() || !index.Read_Block(static_cast<std::uint64_t>(k) + 1,
-                                                  static_cast<std::uint64_t>(n), bytes.data()))
-            std::fill(bytes.begin(), bytes.end(), 0);
-        for (long e = 0; e < n; ++e)
-            if (!visit(k + e, Decode_Z_Record(bytes.data() + e * Z_Record_Size)))
-                return;
+    Walk_Number_Index(state_, order_.fuel, order_.volume, visit, [&](long k) {
         if (state_.Ticket_Count != 0)
             screen_.Gate_Progress(shown, Commit_Progress_Interval,
-                                  static_cast<int>((k + n - 1) * 100.0 / state_.Ticket_Count));
-    }
+                                  static_cast<int>(k * 100.0 / state_.Ticket_Count));
+    });
 }
 
 bool Sale_Commit::Refused_Through_Index_One(Record_File& database,

@@ -9,6 +9,7 @@
 #include "kernel/fatal.h"
 #include "kernel/state.h"
 #include "storage/file_failure.h"
+#include "storage/number_index.h"
 #include "storage/record_file.h"
 #include "tickets/result_log.h"
 
@@ -112,6 +113,28 @@ void Scan_Tickets(Program_State& state, Ui& ui, long count,
             if (!visit(first + k, block[static_cast<std::size_t>(k)]))
                 return;
         progress(first + n - 1);
+    }
+}
+
+void Walk_Number_Index(Program_State& state, int fuel, int volume,
+                       const std::function<bool(long k, const Z_Record&)>& visit,
+                       const std::function<void(long k)>& progress) {
+    const long count = state.Z_Counts.Get(fuel, volume);
+    if (count <= 0)
+        return;
+    Record_File index(state.Path_Of(Z_File_Name(fuel, volume)), Z_Record_Size,
+                      Record_File::Mode::Read_Only);
+    constexpr long Block = 8192;
+    std::vector<std::uint8_t> bytes(static_cast<std::size_t>(Block) * Z_Record_Size);
+    for (long k = 1; k <= count; k += Block) {
+        const long n = std::min(Block, count - k + 1);
+        if (!index.Is_Open() || !index.Read_Block(static_cast<std::uint64_t>(k) + 1,
+                                                  static_cast<std::uint64_t>(n), bytes.data()))
+            std::fill(bytes.begin(), bytes.end(), 0);
+        for (long e = 0; e < n; ++e)
+            if (!visit(k + e, Decode_Z_Record(bytes.data() + e * Z_Record_Size)))
+                return;
+        progress(k + n - 1);
     }
 }
 

@@ -54,6 +54,13 @@ void Scan_Tickets(Program_State& state, Ui& ui, long count,
                   const std::function<bool(long position, const Ticket_Record&)>& visit,
                   const std::function<void(long position)>& progress);
 
+// Entries 1 to the count of the number index of a fuel and volume, in order, until `visit`
+// answers false; `progress` is called once per block with the entry reached. A missing index file
+// reads as empty entries, as a file opened anew would.
+void Walk_Number_Index(Program_State& state, int fuel, int volume,
+                       const std::function<bool(long k, const Z_Record&)>& visit,
+                       const std::function<void(long k)>& progress);
+
 // "Начальный номер: 000100 кол-во: 21 шт".
 std::string Range_Row_Text(const Register_ticket& screen);
 

@@ -1,0 +1,542 @@
+// The redemption screen driven headless on a temporary data folder: the key rules of its number
+// list, the check and the commit with their rows, and what the commit leaves on disk, read back
+// by offsets of our own.
+#include "base/dates.h"
+#include "browsers/browser_refresh.h"
+#include "storage/cache_fixture.h"
+#include "storage/file_safety.h"
+#include "storage/redemption_note.h"
+#include "storage/reference.h"
+#include "tickets/result_log.h"
+#include "tickets/shop.h"
+
+#include <array>
+#include <cstring>
+#include <map>
+#include <tuple>
+
+namespace td::test {
+namespace {
+
+constexpr std::int32_t Mask_Present = 65536;
+
+struct Row {
+    std::string number, text, record;
+    bool operator==(const Row&) const = default;
+};
+
+std::ostream& operator<<(std::ostream& out, const Row& row) {
+    return out << "{" << row.number << " | " << row.text << " | " << row.record << "}";
+}
+
+// The four fields a booking changes, read from raw database bytes.
+struct Booking {
+    int used = 0;
+    double real = 0;
+    std::int32_t station = 0;
+    double validation = 0;
+    bool operator==(const Booking&) const = default;
+};
+
+template <typename T> T Get(const Bytes& bytes, std::size_t at) {
+    T value{};
+    std::memcpy(&value, bytes.data() + at, sizeof value);
+    return value;
+}
+
+class Shop_Test : public Data_Folder_Test {
+protected:
+    Open_Browsers browsers;
+    std::vector<Ticket_Record> tickets;
+    std::string date_text = "15.03.2024";
+
+    // A ticket of fuel 1 unless said otherwise, sold to buyer 1 a week ago.
+    Ticket_Record& Add(const std::string& serial, int volume, int fuel = 1) {
+        Ticket_Fields fields;
+        fields.serial = serial;
+        fields.volume = volume;
+        fields.fuel = fuel;
+        fields.sell = today - 7;
+        tickets.push_back(Make_Ticket(fields));
+        return tickets.back();
+    }
+    static std::int32_t Mask(std::initializer_list<int> stations) {
+        std::int32_t mask = Mask_Present;
+        for (int n : stations)
+            mask += 1 << n;
+        return mask;
+    }
+    // Absolute record of the ticket at `index` of `tickets`.
+    static std::string Record_Of(std::size_t index) {
+        return std::to_string(index + 1 + Header_Records_Offset);
+    }
+
+    void Install(const std::vector<std::string>& stations = {"АЗС-1", "АЗС-2", "АЗС-3", "АЗС-4"}) {
+        Bytes fuel(Fuel_Slots * Fuel_Record_Size);
+        const char* fuels[] = {"АИ-92", "АИ-95"};
+        for (std::size_t i = 0; i < Fuel_Slots; ++i) {
+            Fuel_Record record;
+            record.Exists = 1;
+            record.Name = i < 2 ? fuels[i] : "";
+            Encode(record, fuel.data() + i * Fuel_Record_Size);
+        }
+        Write_All_Bytes(Path(state.settings.Fuel_File), fuel);
+        Bytes names(16 * Name_Record_Size);
+        for (std::size_t i = 0; i < 16; ++i) {
+            Name_Record record;
+            record.Exists = 1;
+            record.Name = i < stations.size() ? stations[i] : "";
+            Encode(record, names.data() + i * Name_Record_Size);
+        }
+        Write_All_Bytes(Path(state.settings.Establishments_File), names);
+        Bytes volumes(2 * User_Volume_Record_Size);
+        User_Volume_Record volume;
+        volume.Exists = 1;
+        volume.Litres = 15;
+        Encode(volume, volumes.data());
+        Write_All_Bytes(Path(state.settings.User_Volume_File), volumes);
+        Write_Companies({"Альфа", "Бета"});
+        Write_Database(tickets);
+        // What the start-up reads from the header.
+        state.Ticket_Count = static_cast<long>(tickets.size());
+        state.Records_Offset = Header_Records_Offset;
+        Run("new");
+    }
+
+    std::unique_ptr<Shop> Open(int station_index, int fuel_index, const std::string& volume) {
+        auto shop = std::make_unique<Shop>(state, ui, clock, browsers);
+        shop->Form_Load();
+        if (station_index >= 0)
+            shop->ListView1_ItemClick(station_index);
+        shop->Combo2_Click(fuel_index);
+        shop->Combo3_Click(shop->Combo3.Find(volume));
+        return shop;
+    }
+
+    static void Type(Shop& shop, const std::string& text) {
+        for (char c : text) {
+            shop.MSFlexGrid1_KeyPress(static_cast<unsigned char>(c));
+            shop.MSFlexGrid1_KeyUp(List_Key::Other);
+        }
+    }
+    // A number (and litres) typed into the last row, then Enter.
+    static void List(Shop& shop, const std::string& number, const std::string& litres = "") {
+        const int row = shop.MSFlexGrid1.Rows() - 1;
+        shop.MSFlexGrid1_Move_To(row, Shop::Number_Col);
+        Type(shop, number);
+        if (!litres.empty()) {
+            shop.MSFlexGrid1_Move_To(row, Shop::Litres_Col);
+            Type(shop, litres);
+        }
+        shop.MSFlexGrid1_KeyPress(Shop::Key_Enter);
+        shop.MSFlexGrid1_KeyUp(List_Key::Other);
+    }
+    static void Done_Listing(Shop& shop) { shop.MSFlexGrid1_LostFocus(); }
+
+    static std::vector<Row> Rows_From(const Grid& grid, int first) {
+        std::vector<Row> rows;
+        for (int r = first; r < grid.Rows(); ++r)
+            rows.push_back({grid.Text(r, 0), grid.Text(r, 1), grid.Text(r, 2)});
+        return rows;
+    }
+    static std::vector<std::pair<std::string, std::string>> List_Rows(const Shop& shop) {
+        std::vector<std::pair<std::string, std::string>> rows;
+        for (int r = 1; r < shop.MSFlexGrid1.Rows(); ++r)
+            rows.emplace_back(shop.MSFlexGrid1.Text(r, 0), shop.MSFlexGrid1.Text(r, 1));
+        return rows;
+    }
+
+    Booking Booking_At(std::size_t index) const {
+        const Bytes db = File_Bytes(state.settings.Database_File);
+        const std::size_t at = (index + Header_Records_Offset) * Ticket_Record_Size;
+        return {db[at], Get<double>(db, at + 8), Get<std::int32_t>(db, at + 30),
+                Get<double>(db, at + 44)};
+    }
+    // Fuel_Total(fuel) of a record of a totals file.
+    double Total(const std::string& file, int record, int fuel) const {
+        const Bytes bytes = File_Bytes(file);
+        return Get<double>(bytes, (record - 1) * Cache_Record_Size + 4 + fuel * 8);
+    }
+};
+
+TEST_F(Shop_Test, NumberListFollowsTheKeyTable) {
+    Add("100001", 20);
+    Install();
+    auto shop = Open(1, 0, "020");
+    Shop& s = *shop;
+    EXPECT_EQ(s.Label7, "АЗС-2");
+    EXPECT_TRUE(s.ListView1.Checked(1));
+    EXPECT_FALSE(s.ListView1.Checked(0));
+    EXPECT_EQ(s.MSFlexGrid1.Rows(), 2);
+    EXPECT_EQ(s.MSFlexGrid1.Text(0, 1), "Талон/Литры");
+
+    // Number column: at most six digits; "," and "." ignored; letters change nothing.
+    Type(s, "1234567,.x");
+    EXPECT_EQ(s.MSFlexGrid1.Text(1, 0), "123456");
+    // Backspace drops the last character, Enter gives the volume's litres and a new row.
+    s.MSFlexGrid1_KeyPress(Shop::Key_Backspace);
+    EXPECT_EQ(s.MSFlexGrid1.Text(1, 0), "12345");
+    s.MSFlexGrid1_KeyPress(Shop::Key_Enter);
+    EXPECT_EQ(List_Rows(s),
+              (std::vector<std::pair<std::string, std::string>>{{"012345", "020"}, {"", ""}}));
+    EXPECT_EQ(s.MSFlexGrid1.Row(), 2);
+    // Litres column takes digits, "," and "."; the recount reads 12,5 and 12.5 alike.
+    Type(s, "7");
+    s.MSFlexGrid1_Move_To(2, Shop::Litres_Col);
+    Type(s, "12,5");
+    s.MSFlexGrid1_KeyPress(Shop::Key_Enter);
+    s.MSFlexGrid1_Move_To(3, Shop::Number_Col);
+    Type(s, "8");
+    s.MSFlexGrid1_Move_To(3, Shop::Litres_Col);
+    Type(s, "12.5");
+    s.MSFlexGrid1_KeyUp(List_Key::Other);
+    EXPECT_EQ(s.Frame_Caption, "Номера талонов.          К списанию: 45л.");
+    // Leaving the number cell pads it; an empty row left is removed.
+    s.MSFlexGrid1_Move_To(1, Shop::Number_Col);
+    EXPECT_EQ(s.MSFlexGrid1.Text(2, 0), "000007");
+    s.MSFlexGrid1_KeyUp(List_Key::Insert);
+    EXPECT_EQ(s.MSFlexGrid1.Rows(), 5);
+    EXPECT_EQ(s.MSFlexGrid1.Text(1, 0), "");
+    s.MSFlexGrid1_Move_To(2, Shop::Number_Col);
+    EXPECT_EQ(List_Rows(s), (std::vector<std::pair<std::string, std::string>>{
+                                {"012345", "020"}, {"000007", "12,5"}, {"000008", "12.5"}}));
+    // Backspace on a row whose number is empty removes it; Delete removes the current row.
+    s.MSFlexGrid1_KeyUp(List_Key::Delete);
+    EXPECT_EQ(List_Rows(s), (std::vector<std::pair<std::string, std::string>>{{"012345", "020"},
+                                                                              {"000008", "12.5"}}));
+    s.MSFlexGrid1_KeyUp(List_Key::Delete);
+    s.MSFlexGrid1_KeyUp(List_Key::Delete);
+    EXPECT_EQ(List_Rows(s), (std::vector<std::pair<std::string, std::string>>{{"", ""}}));
+    Type(s, "5");
+    s.MSFlexGrid1_Move_To(1, Shop::Litres_Col);
+    Type(s, "3");
+    s.MSFlexGrid1_Move_To(1, Shop::Number_Col);
+    s.MSFlexGrid1_KeyPress(Shop::Key_Backspace); // drops "000005" to "00000"
+    for (int i = 0; i < 5; ++i)
+        s.MSFlexGrid1_KeyPress(Shop::Key_Backspace);
+    s.MSFlexGrid1_KeyPress(Shop::Key_Backspace); // empty number, row 1: the litres go
+    EXPECT_EQ(List_Rows(s), (std::vector<std::pair<std::string, std::string>>{{"", ""}}));
+
+    // A fuel change with one data row clears without a question; with more it asks.
+    List(s, "100001");
+    Done_Listing(s);
+    s.Combo2_Click(1);
+    EXPECT_TRUE(ui.boxes.empty());
+    EXPECT_EQ(s.MSFlexGrid1.Rows(), 2);
+    List(s, "100001");
+    ui.Answer_Next(box::Answer_No);
+    s.Combo2_Click(0);
+    ASSERT_EQ(ui.boxes.size(), 1u);
+    EXPECT_EQ(ui.boxes[0].text, "Вы изменили тип топлива! Удалить записи талонов из списка?");
+    EXPECT_EQ(ui.boxes[0].title, "Очистка списка");
+    EXPECT_EQ(s.MSFlexGrid1.Text(1, 0), "100001");
+    // A volume change: no, then yes to the second question sets every row's litres.
+    ui.Answer_Next(box::Answer_No);
+    ui.Answer_Next(box::Answer_Yes);
+    s.Combo3_Click(s.Combo3.Find("030"));
+    ASSERT_EQ(ui.boxes.size(), 3u);
+    EXPECT_EQ(ui.boxes[2].text, "Обновить стандартный литраж топлива?");
+    EXPECT_EQ(List_Rows(s),
+              (std::vector<std::pair<std::string, std::string>>{{"100001", "030"}, {"", "030"}}));
+    // The user volume is in the list, padded to three characters.
+    EXPECT_GE(s.Combo3.Find("015"), 0);
+}
+
+TEST_F(Shop_Test, CheckJudgesEveryNumberThroughTheIndexAndWritesNothing) {
+    Add("100001", 20); // 0: accepted
+    Ticket_Record& until_today = Add("100002", 20);
+    until_today.Date_Limits = 1; // 1: valid until today: accepted
+    until_today.Valid_From = today - 30;
+    until_today.Expire_Date = today;
+    Ticket_Record& expired = Add("100003", 20);
+    expired.Date_Limits = 1; // 2: expired yesterday
+    expired.Valid_From = today - 30;
+    expired.Expire_Date = today - 1;
+    Ticket_Record& nowhere = Add("100004", 20);
+    nowhere.Establishment_Limits = 1; // 3: exactly 65536: valid nowhere
+    nowhere.Establishments_Mask = Mask_Present;
+    Ticket_Record& above = Add("100005", 20);
+    above.Establishment_Limits = 1; // 4: only station 6, above the list: station 2 passes
+    above.Establishments_Mask = Mask({6});
+    Ticket_Record& other = Add("100006", 20);
+    other.Establishment_Limits = 1; // 5: only station 3
+    other.Establishments_Mask = Mask({3});
+    Ticket_Record& redeemed = Add("100007", 20);
+    redeemed.Used = 1; // 6: redeemed at station 3 on 01.03.2024
+    redeemed.Establishment = 3;
+    redeemed.Validation_Date = Date_Serial(2024, 3, 1);
+    Add("100008", 20).Deleted = 1; // 7: deleted, not used: accepted
+    Ticket_Record& gone = Add("100009", 20);
+    gone.Used = 1; // 8: used and deleted: no row, unknown
+    gone.Deleted = 1;
+    Add("100010", 20, 2); // 9: another fuel: unknown here
+    Install();
+    const Bytes before = File_Bytes(state.settings.Database_File);
+
+    auto shop = Open(1, 0, "020");
+    Shop& s = *shop;
+    List(s, "100001");
+    List(s, "100002", "5,5");
+    for (const char* number :
+         {"100003", "100004", "100005", "100006", "100007", "100008", "100009", "100010", "100001"})
+        List(s, number);
+    Done_Listing(s);
+    const auto listed = List_Rows(s);
+    ASSERT_EQ(listed.size(), 11u);
+
+    s.Command1_Click();
+    const std::string refused_at = "Ошибка! Талон не может быть списан на: 'АЗС-2'";
+    // Entry order of the index: the database order. The second 100001 is read anew from the
+    // file and accepted again, counted twice.
+    EXPECT_EQ(
+        Rows_From(s.MSFlexGrid2, 1),
+        (std::vector<Row>{
+            {"", "", ""},
+            {"", "", ""},
+            {"", "Проверка списания талонов", ""},
+            {"", "марка ГСМ 'АИ-92' литраж: 020", ""},
+            {"", "", ""},
+            {"100001", "Можно списать", Record_Of(0)},
+            {"100001", "Можно списать", Record_Of(0)},
+            {"100002", "Можно списать", Record_Of(1)},
+            {"100003", "Талон просрочен! действителен с: 14.02.2024 по: 14.03.2024", Record_Of(2)},
+            {"100004", refused_at, Record_Of(3)},
+            {"100005", "Можно списать", Record_Of(4)},
+            {"100006", refused_at, Record_Of(5)},
+            {"100007", "Ошибка! Талон уже был списан: 01.03.2024 на АЗС-3", Record_Of(6)},
+            {"100008", "Можно списать", Record_Of(7)},
+            {"100009", "Ошибка!  Талон с таким номером не был продан!", ""},
+            {"100010", "Ошибка!  Талон с таким номером не был продан!", ""},
+            {"", "", ""},
+            {"", "К списанию талонов: 5 шт., объёмом: 85,5", ""},
+        }));
+    EXPECT_EQ(s.MSFlexGrid2.Cell(6, 1).colour, (Rgb{30, 110, 40}));
+    EXPECT_EQ(s.MSFlexGrid2.Cell(9, 1).colour, (Rgb{170, 30, 30}));
+    EXPECT_EQ(s.MSFlexGrid2.Cell(4, 1).colour, (Rgb{70, 70, 110}));
+    EXPECT_TRUE(s.MSFlexGrid2.Cell(4, 1).bold);
+    EXPECT_TRUE(s.MSFlexGrid2.Cell(3, 1).bold);
+    EXPECT_EQ(s.MSFlexGrid2.Cell(s.MSFlexGrid2.Rows() - 1, 1).colour, (Rgb{30, 120, 110}));
+    EXPECT_FALSE(state.Redemption_Checked);
+    EXPECT_EQ(s.Last_Outcome(), Redemption_Outcome::Refused);
+    EXPECT_EQ(List_Rows(s), listed);
+    EXPECT_EQ(File_Bytes(state.settings.Database_File), before);
+    EXPECT_TRUE(ui.main_window_enabled);
+    EXPECT_FALSE(ui.progress_visible);
+}
+
+TEST_F(Shop_Test, CommitBooksInPlaceWithBothTotalsAndRefusesASecondRow) {
+    Add("100001", 20);
+    Add("100002", 20).Company = 2;
+    Add("100003", 20).Used = 1;
+    Add("100004", 30);
+    Install();
+    const double buyer1 = Total(state.settings.Cache_Diff_File, 1, 1);
+    const double buyer2 = Total(state.settings.Cache_Diff_File, 2, 1);
+    ASSERT_EQ(buyer1, 20 + 30); // the rebuild's own figures
+    ASSERT_EQ(buyer2, 20);
+    const Bytes header_before = File_Bytes(state.settings.Database_File);
+
+    auto shop = Open(2, 0, "020");
+    Shop& s = *shop;
+    List(s, "100001", "0");
+    List(s, "100002", "25,5");
+    List(s, "100001");
+    List(s, "100004");
+    Done_Listing(s);
+    s.Command1_Click();
+    ASSERT_FALSE(state.Redemption_Checked);
+    const int start = s.MSFlexGrid2.Rows() - 1;
+    s.Command2_Click(); // not checked: the question, answered yes
+    ASSERT_EQ(ui.boxes.size(), 1u);
+    EXPECT_EQ(ui.boxes[0].title, "Предупреждение...");
+    EXPECT_EQ(
+        Rows_From(s.MSFlexGrid2, start + 1),
+        (std::vector<Row>{
+            {"", "", ""},
+            {"", "Списание талонов", ""},
+            {"", "марка ГСМ 'АИ-92' литраж: 020", ""},
+            {"", "", ""},
+            {"100001", "Списан", Record_Of(0)},
+            {"100001", "Ошибка! Талон уже был списан: " + date_text + " на АЗС-3", Record_Of(0)},
+            {"100002", "Списан", Record_Of(1)},
+            {"100004", "Ошибка!  Талон с таким номером не был продан!", ""},
+            {"", "", ""},
+            {"", "Списано талонов 2 шт., объём: 25,5", ""},
+        }));
+    // Litres as given: 0, and above nothing else; the whole volume off the buyer.
+    EXPECT_EQ(Booking_At(0), (Booking{1, 0.0, 3, today}));
+    EXPECT_EQ(Booking_At(1), (Booking{1, 25.5, 3, today}));
+    EXPECT_EQ(Total(state.settings.Cache_Diff_File, 1, 1), buyer1 - 20);
+    EXPECT_EQ(Total(state.settings.Cache_Diff_File, 2, 1), buyer2 - 20);
+    EXPECT_EQ(Total(state.settings.Cache_Used_File, 3, 1), 25.5);
+    // The header's page and every other record are as they were.
+    const Bytes after = File_Bytes(state.settings.Database_File);
+    ASSERT_EQ(after.size(), header_before.size());
+    for (std::size_t i = 0; i < after.size(); ++i) {
+        const std::size_t record = i / Ticket_Record_Size;
+        if (record == Header_Records_Offset || record == Header_Records_Offset + 1)
+            continue;
+        ASSERT_EQ(after[i], header_before[i]) << "byte " << i;
+    }
+    EXPECT_EQ(state.Ticket_Table[1].Used, 1);
+    // Refused and unknown numbers stay for correction; the booked ones left the list, the first
+    // row emptied in place.
+    EXPECT_EQ(List_Rows(s), (std::vector<std::pair<std::string, std::string>>{
+                                {"", ""}, {"100001", "020"}, {"100004", "020"}}));
+    EXPECT_EQ(s.Frame_Caption, "Номера талонов.          К списанию: 40л.");
+    EXPECT_FALSE(state.Redemption_Checked);
+    EXPECT_EQ(s.Last_Outcome(), Redemption_Outcome::Refused);
+
+    // After the rebuild of a new start, the totals are the ones the commit left.
+    const double diff = Total(state.settings.Cache_Diff_File, 1, 1);
+    const double used = Total(state.settings.Cache_Used_File, 3, 1);
+    state.Z_Counts.Clear();
+    Run("new");
+    EXPECT_EQ(Total(state.settings.Cache_Diff_File, 1, 1), diff);
+    EXPECT_EQ(Total(state.settings.Cache_Used_File, 3, 1), used);
+}
+
+TEST_F(Shop_Test, ScanWalkOfAnUnindexedVolumeAndItsTwoRows) {
+    Add("200001", 100);
+    Add("200002", 15);
+    Add("200001", 20); // the same number under 20 litres is another ticket
+    Install();
+    auto shop = Open(0, 0, "100");
+    Shop& s = *shop;
+    List(s, "200001", "150");
+    List(s, "200001");
+    Done_Listing(s);
+    s.Command1_Click();
+    // The ticket in hand is the changed copy: the second row is told it was booked just now.
+    EXPECT_EQ(
+        Rows_From(s.MSFlexGrid2, 6),
+        (std::vector<Row>{
+            {"200001", "Можно списать", Record_Of(0)},
+            {"200001", "Ошибка! Талон уже был списан: " + date_text + " на АЗС-1", Record_Of(0)},
+            {"", "", ""},
+            {"", "К списанию талонов: 1 шт., объёмом: 150", ""}}));
+    s.Command2_Click();
+    EXPECT_EQ(Booking_At(0), (Booking{1, 150.0, 1, today}));
+    EXPECT_EQ(Booking_At(2), (Booking{}));
+    EXPECT_EQ(Total(state.settings.Cache_Used_File, 1, 1), 150);
+
+    // A user volume is found by the scan as well.
+    auto user = Open(0, 0, "015");
+    List(*user, "200002");
+    Done_Listing(*user);
+    user->Command2_Click();
+    EXPECT_EQ(Booking_At(1), (Booking{1, 15.0, 1, today}));
+    EXPECT_EQ(user->Last_Outcome(), Redemption_Outcome::Booked);
+    EXPECT_EQ(Total(state.settings.Cache_Used_File, 1, 1), 165);
+}
+
+TEST_F(Shop_Test, EarlyEndsWriteNothing) {
+    Ticket_Record& nowhere = Add("100001", 20);
+    nowhere.Establishment_Limits = 1;
+    nowhere.Establishments_Mask = Mask_Present;
+    Install();
+    const Bytes db = File_Bytes(state.settings.Database_File);
+    const Bytes diff = File_Bytes(state.settings.Cache_Diff_File);
+
+    // An empty list ends at once, after the heading rows.
+    auto shop = Open(0, 0, "020");
+    Shop& s = *shop;
+    s.Command1_Click();
+    EXPECT_EQ(s.MSFlexGrid2.Rows(), 6);
+    EXPECT_EQ(s.Last_Outcome(), Redemption_Outcome::Stopped);
+
+    // Refused numbers only: 0 pieces, and the list stays as it was.
+    List(s, "100001");
+    Done_Listing(s);
+    state.Redemption_Checked = true;
+    s.Command2_Click();
+    EXPECT_EQ(s.MSFlexGrid2.Text(s.MSFlexGrid2.Rows() - 1, 1), "Списано талонов 0 шт., объём: 0");
+    EXPECT_EQ(List_Rows(s), (std::vector<std::pair<std::string, std::string>>{{"100001", "020"}}));
+
+    // No to the question: nothing more.
+    const int rows = s.MSFlexGrid2.Rows();
+    ui.Answer_Next(box::Answer_No);
+    s.Command2_Click();
+    EXPECT_EQ(s.MSFlexGrid2.Rows(), rows);
+    EXPECT_EQ(s.Last_Outcome(), Redemption_Outcome::Stopped);
+
+    // Litres that don't convert: told, nothing written.
+    s.MSFlexGrid1_Move_To(1, Shop::Litres_Col);
+    Type(s, ",5,");
+    state.Redemption_Checked = true;
+    s.Command2_Click();
+    EXPECT_EQ(s.Last_Outcome(), Redemption_Outcome::Failed);
+    EXPECT_EQ(ui.boxes.back().title, "Ошибка");
+
+    // Another writer holds the database: refused with a box and a row.
+    s.MSFlexGrid1_Move_To(1, Shop::Litres_Col);
+    for (int i = 0; i < 3; ++i)
+        s.MSFlexGrid1_KeyPress(Shop::Key_Backspace);
+    {
+        Database_Lock other(Path(state.settings.Database_File));
+        ASSERT_TRUE(other.Held());
+        state.Redemption_Checked = true;
+        s.Command2_Click();
+    }
+    EXPECT_EQ(s.Last_Outcome(), Redemption_Outcome::Failed);
+    EXPECT_EQ(s.MSFlexGrid2.Text(s.MSFlexGrid2.Rows() - 1, 1),
+              "База данных занята другой программой. Талоны не списаны.");
+
+    // No station to choose: a clear message, nothing written.
+    Install({});
+    auto bare = Open(-1, 0, "020");
+    EXPECT_EQ(bare->ListView1.Count(), 0);
+    List(*bare, "100001");
+    Done_Listing(*bare);
+    bare->Command2_Click();
+    EXPECT_EQ(bare->Last_Outcome(), Redemption_Outcome::Failed);
+    EXPECT_EQ(ui.boxes.back().text,
+              "Не выбрана заправка: выберите заправку в списке. Ничего не списано.");
+    EXPECT_EQ(File_Bytes(state.settings.Database_File), db);
+    EXPECT_EQ(File_Bytes(state.settings.Cache_Diff_File), diff);
+}
+
+TEST_F(Shop_Test, AWriteThatFailsEndsInTheFatalScreenWithEveryTicketWhole) {
+    for (int n = 1; n <= 4; ++n)
+        Add("30000" + std::to_string(n), 20);
+    Install();
+    // Budgets that end the commit at every write of it: a ticket, a station total, a balance.
+    for (long long budget = 0; budget <= 3 * (72 + 84 + 84); budget += 36) {
+        SCOPED_TRACE("budget " + std::to_string(budget));
+        Write_Database(tickets);
+        state.Z_Counts.Clear();
+        Run("new");
+        auto shop = Open(0, 0, "020");
+        for (int n = 1; n <= 4; ++n)
+            List(*shop, "30000" + std::to_string(n));
+        Done_Listing(*shop);
+        state.Redemption_Checked = true;
+        ui.fatals.clear();
+        record_file_hook::Write_Budget = budget;
+        bool ended = false;
+        try {
+            shop->Command2_Click();
+        } catch (const Process_Ended&) {
+            ended = true;
+        }
+        record_file_hook::Write_Budget = -1;
+        ASSERT_TRUE(ended);
+        ASSERT_EQ(ui.fatals.size(), 1u);
+        EXPECT_EQ(ui.fatals[0].module_path, "Disk full:");
+        EXPECT_NE(ui.fatals[0].cause.find(folder.Path()), std::string::npos);
+        // The next start puts back a ticket that was written in part.
+        Finish_Interrupted_Redemption(folder.Path());
+        EXPECT_FALSE(folder.Exists(Redemption_Note_File));
+        // Each ticket whole: booked in all four fields, or untouched.
+        for (std::size_t i = 0; i < 4; ++i) {
+            const Booking booking = Booking_At(i);
+            if (booking.used == 0)
+                EXPECT_EQ(booking, Booking{}) << i;
+            else
+                EXPECT_EQ(booking, (Booking{1, 20.0, 1, today})) << i;
+        }
+    }
+}
+
+} // namespace
+} // namespace td::test
