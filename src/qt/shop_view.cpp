@@ -1,11 +1,16 @@
 #include "qt/shop_view.h"
 
+#include "base/numbers.h"
+#include "base/text.h"
 #include "browsers/browser_refresh.h"
 #include "browsers/resolve_tickets.h"
 #include "browsers/sell_ticets.h"
 #include "kernel/state.h"
 #include "qt/grid_view.h"
 #include "qt/qt_mdi_form.h"
+#include "qt/report_views.h"
+#include "reports/rep_reg.h"
+#include "tickets/result_log.h"
 #include "tickets/shop.h"
 
 #include <QAction>
@@ -376,6 +381,22 @@ void Attach_Shop_View(Qt_MDI_Form& window, Program_State& state, Ui& ui, Clock& 
     form.Set_Command("mnu_shop_popup_msf_New", [controller] {
         if (Shop* shop = controller->Model())
             shop->Clear_Log();
+    });
+    // "Информация": the ticket of the result row, of the screen's fuel and volume, named as the
+    // station browser's grid names the fuel.
+    form.Set_Command("mnu_shop_popup_msf_Info", [controller, &window] {
+        const Shop* shop = controller->Model();
+        if (shop == nullptr)
+            return;
+        const Grid& grid = shop->MSFlexGrid2;
+        Ticket_Info_Request request;
+        request.serial = Trim_Text(grid.Text(grid.Row(), Log_Number_Col));
+        request.record_text = grid.Text(grid.Row(), Log_Record_Col);
+        request.fuel_slot = shop->Fuel_Number();
+        request.volume = Leading_Number(shop->Combo3.Text());
+        if (const Resolve_Tickets* station = controller->Browsers().Station())
+            request.fuel_name = station->MSFlexGrid1.Text(0, shop->Fuel_Number());
+        Open_Ticket_Information(window, request);
     });
 }
 

@@ -9,6 +9,7 @@
 #include "qt/browser_views.h"
 #include "qt/grid_view.h"
 #include "qt/qt_mdi_form.h"
+#include "qt/report_views.h"
 #include "qt/shop_view.h"
 #include "qt_test_support.h"
 #include "storage/header.h"
@@ -133,6 +134,7 @@ private slots:
         window->Set_Blocking_Dialogs(false);
         Attach_Browser_Views(*window, state, *ui, clock, settings, browsers);
         Attach_Shop_View(*window, state, *ui, clock, browsers);
+        Attach_Report_Views(*window, state, *ui, clock, settings, browsers);
         window->resize(1100, 750);
         window->show();
         window->activateWindow();
@@ -214,6 +216,22 @@ private slots:
         QCOMPARE(Cell(result, 8, 1), QString("Ошибка!  Талон с таким номером не был продан!"));
         QCOMPARE(Cell(result, 10, 1), QString("К списанию талонов: 2 шт., объёмом: 17,5"));
         QVERIFY(!State().Redemption_Checked);
+
+        // "Информация" on a row that names a ticket shows that ticket.
+        result->Grid_Model().Model_Grid().Set_Row(6);
+        window->Model().Menu_Click("mnu_shop_popup_msf_Info");
+        QCoreApplication::processEvents();
+        QMdiSubWindow* information = nullptr;
+        for (QMdiSubWindow* other : window->Mdi_Area()->subWindowList())
+            if (other->windowTitle().startsWith("Информация по талону ГСМ"))
+                information = other;
+        QVERIFY(information != nullptr);
+        auto* found = information->findChild<Qt_Grid_View*>("MSFlexGrid1");
+        QVERIFY(found != nullptr);
+        QCOMPARE(Cell(found, 1, 0), QString("100001"));
+        information->close();
+        QCoreApplication::processEvents();
+        window->Mdi_Area()->setActiveSubWindow(sub);
 
         // The commit asks (answered yes), books two, and the station browser shows the litres.
         QTest::mouseClick(commit, Qt::LeftButton);
