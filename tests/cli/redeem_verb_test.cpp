@@ -270,7 +270,7 @@ TEST_F(Redeem_Verb, KilledAtEveryWriteOfACommit) {
     for (int n = 1; n <= 17; ++n)
         kills.push_back("pwrite64:signal=KILL:when=" + std::to_string(n));
     for (int n = 1; n <= 3; ++n)
-        kills.push_back("fsync:signal=KILL:when=" + std::to_string(n));
+        kills.push_back("fdatasync:signal=KILL:when=" + std::to_string(n));
     int booked_before = -1;
     for (const std::string& kill : kills) {
         SCOPED_TRACE(kill);
@@ -279,7 +279,7 @@ TEST_F(Redeem_Verb, KilledAtEveryWriteOfACommit) {
                   0);
         const Run_Result run =
             Run("redeem --station 1 --fuel АИ-92 --volume 20 " + listed,
-                "strace -f -o /dev/null -e trace=pwrite64,fsync -e inject=" + kill + " " + traced);
+                "strace -f -o /dev/null -e trace=pwrite64,fdatasync -e inject=" + kill + " " + traced);
         const bool completed = kill == "pwrite64:signal=KILL:when=17";
         EXPECT_EQ(run.exit_code == 0, completed) << run.exit_code << run.err;
         // The start after: the totals rebuilt when the run died, as it left them when not.

@@ -358,7 +358,7 @@ TEST_F(Maintenance_Cli, DeletionKilledAnywhereLeavesEveryRecordWhole) {
     }
     // Killed at the flush: every mark written, every record whole.
     td::test::Write_All_Bytes(Data("TD.cdb"), original);
-    Verb("delete redeemed --yes", Kill_At("fsync", 1, {Data("TD.cdb")}));
+    Verb("delete redeemed --yes", Kill_At("fdatasync", 1, {Data("TD.cdb")}));
     EXPECT_EQ(check_whole(true), 1000);
     Expect_Start_Rebuilds_Balances();
 
