@@ -125,9 +125,11 @@ public:
     Sale_Window(Qt_MDI_Form& window, Program_State& state, Ui& ui, Clock& clock,
                 User_Settings& settings, Open_Browsers& browsers);
     ~Sale_Window() override {
-        // The grid's view lets go of the model's grid first.
-        delete grid_;
+        // The grid's view lets go of the model's grid first; the event filter must not look at
+        // the view while it is being taken apart.
+        Qt_Grid_View* view = grid_;
         grid_ = nullptr;
+        delete view;
     }
     Register_ticket& model() { return model_; }
     void Take_Grid_Width() {
@@ -406,6 +408,8 @@ void Sale_Window::Focus_Changed(QWidget* now) {
 }
 
 bool Sale_Window::eventFilter(QObject* watched, QEvent* event) {
+    if (grid_ == nullptr)
+        return QWidget::eventFilter(watched, event);
     if (event->type() == QEvent::KeyPress) {
         const int key = static_cast<QKeyEvent*>(event)->key();
         for (QPushButton* button : commands_)
@@ -468,6 +472,11 @@ public:
         }
         content_ = new Sale_Window(window_, state_, ui_, clock_, settings_, browsers_);
         sub_ = window_.Mdi_Area()->addSubWindow(content_);
+        // Known by address only: events reach the filter while the window is being taken apart.
+        connect(sub_, &QObject::destroyed, this, [this] {
+            sub_ = nullptr;
+            content_ = nullptr;
+        });
         sub_->setAttribute(Qt::WA_DeleteOnClose);
         sub_->setWindowTitle(QString::fromUtf8(Register_ticket::Caption));
         sub_->installEventFilter(this);
@@ -501,7 +510,7 @@ public:
 
 protected:
     bool eventFilter(QObject* watched, QEvent* event) override {
-        if (watched == sub_ && event->type() == QEvent::Close && content_ != nullptr) {
+        if (event->type() == QEvent::Close && watched == sub_ && content_ != nullptr) {
             if (content_->model().Busy()) {
                 event->ignore();
                 return true;
@@ -519,7 +528,7 @@ private:
     Clock& clock_;
     User_Settings& settings_;
     Open_Browsers& browsers_;
-    QPointer<QMdiSubWindow> sub_;
+    QMdiSubWindow* sub_ = nullptr;
     Sale_Window* content_ = nullptr;
 };
 
