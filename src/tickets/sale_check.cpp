@@ -29,7 +29,7 @@ void Positive_Verdict(Register_ticket& screen) {
 }
 
 // Tickets 1 to the count, with the bar every 0.4 seconds.
-void Scan(Register_ticket& screen, const std::function<bool(long, const Ticket_Record&)>& visit) {
+template <typename Visit> void Scan(Register_ticket& screen, Visit&& visit) {
     Program_State& state = screen.State();
     const long count = state.Ticket_Count;
     double shown = screen.Time().Seconds_Since_Midnight();

@@ -34,22 +34,27 @@ std::int32_t Find_Buyer(const std::string& company_file, const std::string& name
                         const std::string& code) {
     Record_File file(company_file, Company_Record_Size, Record_File::Mode::Read_Only);
     const std::uint64_t records = file.Record_Count();
-    std::vector<std::uint8_t> bytes(static_cast<std::size_t>(records) * Company_Record_Size);
-    if (records > 0 && !file.Read_Block(1, records, bytes.data()))
-        return 0;
-    // Past the end a record reads as zeros: it does not exist, and the search ends there. The
-    // code ends the path: only a record with that code is decoded whole.
+    // Read in blocks as the search goes: a buyer near the front costs little of a large file.
+    constexpr std::uint64_t Block = 512;
+    std::vector<std::uint8_t> bytes(Block * Company_Record_Size);
+    // The code ends the path: only a record with that code is decoded whole.
     const std::string own_code = code.substr(code.rfind(':') + 1);
-    for (std::uint64_t r = 0; r < records; ++r) {
-        const std::uint8_t* raw = bytes.data() + r * Company_Record_Size;
-        const Company_View view(raw);
-        if (Trim_Text(view.Code()) == own_code) {
-            const Company_Record record = Decode_Company(raw);
-            if (Buyer_Code_Of(record) == code && Trim_Text(record.Name) == name)
-                return static_cast<std::int32_t>(r + 1);
+    for (std::uint64_t first = 1; first <= records; first += Block) {
+        const std::uint64_t n = std::min(Block, records - first + 1);
+        if (!file.Read_Block(first, n, bytes.data()))
+            return 0;
+        for (std::uint64_t k = 0; k < n; ++k) {
+            const std::uint8_t* raw = bytes.data() + k * Company_Record_Size;
+            const Company_View view(raw);
+            if (Trim_Text(view.Code()) == own_code) {
+                const Company_Record record = Decode_Company(raw);
+                if (Buyer_Code_Of(record) == code && Trim_Text(record.Name) == name)
+                    return static_cast<std::int32_t>(first + k);
+            }
+            // Past the end a record reads as zeros: it does not exist, and the search ends.
+            if (!view.Exists())
+                return 0;
         }
-        if (!view.Exists())
-            break;
     }
     return 0;
 }
@@ -83,37 +88,38 @@ bool Taken_Row(const Ticket_Record& ticket, const std::string& record, Log_Row& 
     return true;
 }
 
-void Scan_Tickets(Program_State& state, Ui& ui, long count,
-                  const std::function<bool(long position, const Ticket_Record&)>& visit,
-                  const std::function<void(long position)>& progress) {
-    if (count <= 0)
+Ticket_Blocks::Ticket_Blocks(Program_State& state, Ui& ui, long count)
+    : ui_(ui), path_(state.Path_Of(state.settings.Database_File)), offset_(state.Records_Offset),
+      count_(count) {
+    if (count_ <= 0)
         return;
-    const std::string path = state.Path_Of(state.settings.Database_File);
-    Record_File database(path, Ticket_Record_Size, Record_File::Mode::Read_Only);
-    if (!database.Is_Open()) {
-        Fatal_Run_Time_Error(ui, Run_Time_Error_Of(database.Error()),
-                             path + ": " + System_Reason(database.Error()));
-        return;
+    database_.Open(path_, Ticket_Record_Size, Record_File::Mode::Read_Only);
+    if (!database_.Is_Open())
+        Fail();
+    else
+        block_.resize(static_cast<std::size_t>(std::min(Block, count_)));
+}
+
+void Ticket_Blocks::Fail() {
+    failed_ = true;
+    Fatal_Run_Time_Error(ui_, Run_Time_Error_Of(database_.Error()),
+                         path_ + ": " + System_Reason(database_.Error()));
+}
+
+const Ticket_Record* Ticket_Blocks::Next(long& first, long& n) {
+    if (failed_ || next_ > count_)
+        return nullptr;
+    first = next_;
+    n = std::min(Block, count_ - first + 1);
+    const long long record = first + offset_;
+    if (record < 1 ||
+        !database_.Read_Block(static_cast<std::uint64_t>(record), static_cast<std::uint64_t>(n),
+                              reinterpret_cast<std::uint8_t*>(block_.data()))) {
+        Fail();
+        return nullptr;
     }
-    // Plain reads in large blocks: the scan's own work is a few comparisons a ticket, so a
-    // thread reading ahead would only wait for it.
-    constexpr long Block = 8192;
-    std::vector<Ticket_Record> block(static_cast<std::size_t>(Block));
-    for (long first = 1; first <= count; first += Block) {
-        const long n = std::min(Block, count - first + 1);
-        const long long record = first + state.Records_Offset;
-        if (record < 1 ||
-            !database.Read_Block(static_cast<std::uint64_t>(record), static_cast<std::uint64_t>(n),
-                                 reinterpret_cast<std::uint8_t*>(block.data()))) {
-            Fatal_Run_Time_Error(ui, Run_Time_Error_Of(database.Error()),
-                                 path + ": " + System_Reason(database.Error()));
-            return;
-        }
-        for (long k = 0; k < n; ++k)
-            if (!visit(first + k, block[static_cast<std::size_t>(k)]))
-                return;
-        progress(first + n - 1);
-    }
+    next_ = first + n;
+    return block_.data();
 }
 
 void Walk_Number_Index(Program_State& state, int fuel, int volume,

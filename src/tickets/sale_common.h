@@ -2,6 +2,7 @@
 // reading of the database in order, and the texts of their rows.
 #pragma once
 
+#include "storage/record_file.h"
 #include "storage/records.h"
 #include "tickets/register_ticket.h"
 #include "tickets/result_log.h"
@@ -10,6 +11,7 @@
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <vector>
 
 namespace td {
 
@@ -47,12 +49,43 @@ double Serial_Value(const Ticket_Record& ticket);
 // redeemed ("был списан" with the date of redemption). False for a ticket that is neither.
 bool Taken_Row(const Ticket_Record& ticket, const std::string& record, Log_Row& row);
 
-// Reads tickets 1 to `count` of the database in order and hands each to `visit` with its
-// position; `visit` answers false to stop. `progress` is called once per block with the position
-// reached. A read that fails ends in the fatal handling.
-void Scan_Tickets(Program_State& state, Ui& ui, long count,
-                  const std::function<bool(long position, const Ticket_Record&)>& visit,
-                  const std::function<void(long position)>& progress);
+// Tickets 1 to `count` of the database in blocks, in order. Plain reads in large blocks: a scan's
+// own work is a few comparisons a ticket, so a thread reading ahead would only wait for it. A
+// read that fails ends in the fatal handling, and there are no more blocks.
+class Ticket_Blocks {
+public:
+    static constexpr long Block = 8192;
+    Ticket_Blocks(Program_State& state, Ui& ui, long count);
+    // The next block and the position of its first ticket; null at the end or after a failure.
+    const Ticket_Record* Next(long& first, long& n);
+
+private:
+    void Fail();
+
+    Ui& ui_;
+    std::string path_;
+    long offset_;
+    long count_;
+    long next_ = 1;
+    bool failed_ = false;
+    Record_File database_;
+    std::vector<Ticket_Record> block_;
+};
+
+// Hands each of tickets 1 to `count` to `visit` with its position; `visit` answers false to stop.
+// `progress` is called once per block with the position reached.
+template <typename Visit, typename Progress>
+void Scan_Tickets(Program_State& state, Ui& ui, long count, Visit&& visit, Progress&& progress) {
+    Ticket_Blocks blocks(state, ui, count);
+    long first = 0;
+    long n = 0;
+    while (const Ticket_Record* tickets = blocks.Next(first, n)) {
+        for (long k = 0; k < n; ++k)
+            if (!visit(first + k, tickets[k]))
+                return;
+        progress(first + n - 1);
+    }
+}
 
 // Entries 1 to the count of the number index of a fuel and volume, in order, until `visit`
 // answers false; `progress` is called once per block with the entry reached. A missing index file
