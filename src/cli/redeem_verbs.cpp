@@ -2,6 +2,7 @@
 
 #include "base/numbers.h"
 #include "browsers/browser_refresh.h"
+#include "cli/list_choice.h"
 #include "tickets/result_log.h"
 #include "tickets/shop.h"
 
@@ -127,22 +128,14 @@ int Redeem(const Arguments& args) {
     }
     screen.ListView1_ItemClick(station);
 
-    const int fuel = screen.Combo2.Find(request.fuel);
-    if (fuel < 0) {
-        std::string names;
-        for (int i = 0; i < screen.Combo2.Count(); ++i)
-            names += (i == 0 ? "" : ", ") + screen.Combo2.Item(i);
-        refuse_arguments("fuel '" + request.fuel + "' is not in the catalogue (it lists: " + names +
-                         ")");
-    }
+    std::string why;
+    const int fuel = Fuel_Index(screen.Combo2, request.fuel, why);
+    if (fuel < 0)
+        refuse_arguments(why);
     screen.Combo2_Click(fuel);
-    int volume = -1;
-    const std::optional<double> litres = Regional_Number(request.volume);
-    for (int i = 0; litres && i < screen.Combo3.Count() && volume < 0; ++i)
-        if (Leading_Number(screen.Combo3.Item(i)) == *litres)
-            volume = i;
+    const int volume = Volume_Index(screen.Combo3, request.volume, why);
     if (volume < 0)
-        refuse_arguments("volume '" + request.volume + "' is not in the list of volumes");
+        refuse_arguments(why);
     screen.Combo3_Click(volume);
 
     // Each number typed into the last row; litres into their cell when given, else Enter gives
