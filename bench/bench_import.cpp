@@ -8,6 +8,7 @@
 // screen's button: the table read and converted, the rows mapped, the scan, the write (update),
 // the company table loaded again. The ports are silent.
 #include "base/ports.h"
+#include "bench_support.h"
 #include "import/dbf_table.h"
 #include "import/import_1c.h"
 #include "kernel/state.h"
@@ -29,40 +30,9 @@ namespace fs = std::filesystem;
 
 namespace {
 
-class Silent_Ui : public td::Ui {
-public:
-    int Message_Box(const std::string&, int, const std::string&) override { return 1; }
-    void Show_Fatal_Screen(const std::string&, const std::string&) override { std::_Exit(3); }
-    void Splash_Caption(const std::string&) override {}
-    void Splash_Progress(int) override {}
-    void Search_Progress_Show(const std::string&) override {}
-    void Search_Progress_Set(int) override {}
-    void Search_Progress_Hide() override {}
-    void Main_Window_Enabled(bool) override {}
-    void Pump_Events() override {}
-    void Close_All_Children() override {}
-    [[noreturn]] void End_Process(int code) override { std::_Exit(code); }
-};
-
-class Still_Clock : public td::Clock {
-public:
-    double Seconds_Since_Midnight() override { return 36000.0; }
-    double Today() override { return 46349.0; }
-};
-
-class Map_Settings : public td::User_Settings {
-public:
-    std::map<std::tuple<std::string, std::string, std::string>, std::string> values;
-    std::string Get(const std::string& a, const std::string& s, const std::string& k,
-                    const std::string& d) override {
-        auto it = values.find({a, s, k});
-        return it == values.end() ? d : it->second;
-    }
-    void Save(const std::string& a, const std::string& s, const std::string& k,
-              const std::string& v) override {
-        values[{a, s, k}] = v;
-    }
-};
+using td::bench::Map_Settings;
+using td::bench::Silent_Ui;
+using td::bench::Still_Clock;
 
 constexpr int Companies = 16384;
 

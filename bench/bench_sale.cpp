@@ -37,22 +37,6 @@ using namespace td::bench;
 
 namespace {
 
-class Memory_Store : public User_Settings {
-public:
-    std::string Get(const std::string& a, const std::string& s, const std::string& k,
-                    const std::string& d) override {
-        auto it = values_.find({a, s, k});
-        return it == values_.end() ? d : it->second;
-    }
-    void Save(const std::string& a, const std::string& s, const std::string& k,
-              const std::string& v) override {
-        values_[{a, s, k}] = v;
-    }
-
-private:
-    std::map<std::tuple<std::string, std::string, std::string>, std::string> values_;
-};
-
 [[noreturn]] void Die(const std::string& why) {
     std::fprintf(stderr, "bench_sale: %s\n", why.c_str());
     std::exit(1);
@@ -69,7 +53,7 @@ struct Work {
     Program_State& state = td::State();
     Silent_Ui ui;
     Wall_Clock clock;
-    Memory_Store settings;
+    Map_Settings settings;
     Open_Browsers browsers;
     std::unique_ptr<Sell_Ticets> buyer;
     std::unique_ptr<Register_ticket> screen;

@@ -5,7 +5,9 @@
 #include "base/ports.h"
 
 #include <cstdint>
+#include <map>
 #include <string>
+#include <tuple>
 
 namespace td {
 struct Program_State;
@@ -39,6 +41,30 @@ class Wall_Clock : public Clock {
 public:
     double Seconds_Since_Midnight() override;
     double Today() override;
+};
+
+// A clock that stands still: no progress gate ever opens, so a timing holds no painting.
+class Still_Clock : public Clock {
+public:
+    double Seconds_Since_Midnight() override { return 36000.0; }
+    double Today() override { return 46349.0; }
+};
+
+// The per-user store in memory: a benchmark never touches the user's own.
+class Map_Settings : public User_Settings {
+public:
+    std::string Get(const std::string& application, const std::string& section,
+                    const std::string& key, const std::string& default_value) override {
+        auto it = values_.find({application, section, key});
+        return it == values_.end() ? default_value : it->second;
+    }
+    void Save(const std::string& application, const std::string& section, const std::string& key,
+              const std::string& value) override {
+        values_[{application, section, key}] = value;
+    }
+
+private:
+    std::map<std::tuple<std::string, std::string, std::string>, std::string> values_;
 };
 
 // Seconds on a monotonic clock.
