@@ -2,8 +2,7 @@
 
 #include "base/numbers.h"
 #include "browsers/browser_refresh.h"
-#include "cli/list_choice.h"
-#include "tickets/result_log.h"
+#include "cli/ticket_verbs.h"
 #include "tickets/shop.h"
 
 #include <algorithm>
@@ -155,21 +154,10 @@ int Redeem(const Arguments& args) {
     screen.MSFlexGrid1_LostFocus();
 
     // The rows reach the output however the run ends, the fatal screen included.
-    bool printed = false;
-    auto print_rows = [&] {
-        if (printed)
-            return;
-        printed = true;
-        std::fputs(Log_Rows_Text(screen.MSFlexGrid2).c_str(), stdout);
-        std::fflush(stdout);
-    };
-    session.Ui().Also_Before_End(print_rows);
-
-    screen.Command1_Click();
-    const bool accepted = screen.Last_Outcome() == Redemption_Outcome::Accepted;
-    if (!request.check_only && (accepted || request.force))
-        screen.Command2_Click();
-    print_rows();
+    Log_Printer rows(session, screen.MSFlexGrid2);
+    const bool accepted =
+        Check_Then_Commit(screen, Redemption_Outcome::Accepted, request.check_only, request.force);
+    rows.Print();
     screen.Form_Unload();
 
     const Redemption_Outcome outcome = screen.Last_Outcome();

@@ -5,9 +5,8 @@
 #include "browsers/browser_refresh.h"
 #include "browsers/sell_ticets.h"
 #include "catalogues/date_pickers.h"
-#include "cli/list_choice.h"
+#include "cli/ticket_verbs.h"
 #include "tickets/register_ticket.h"
-#include "tickets/result_log.h"
 
 #include <algorithm>
 #include <cctype>
@@ -233,21 +232,10 @@ int Sell(const Arguments& args) {
     screen.Focus_To(Sale_Focus::Command1);
 
     // The rows reach the output however the run ends, the fatal screen included.
-    bool printed = false;
-    auto print_rows = [&] {
-        if (printed)
-            return;
-        printed = true;
-        std::fputs(Log_Rows_Text(screen.MSFlexGrid2).c_str(), stdout);
-        std::fflush(stdout);
-    };
-    session.Ui().Also_Before_End(print_rows);
-
-    screen.Command1_Click();
-    const bool accepted = screen.Last_Outcome() == Sale_Outcome::Accepted;
-    if (!request.check_only && (accepted || request.force))
-        screen.Command2_Click();
-    print_rows();
+    Log_Printer rows(session, screen.MSFlexGrid2);
+    const bool accepted =
+        Check_Then_Commit(screen, Sale_Outcome::Accepted, request.check_only, request.force);
+    rows.Print();
 
     int code = 1;
     switch (screen.Last_Outcome()) {

@@ -1,7 +1,9 @@
-#include "cli/list_choice.h"
+#include "cli/ticket_verbs.h"
 
 #include "base/numbers.h"
+#include "tickets/result_log.h"
 
+#include <cstdio>
 #include <optional>
 
 namespace td::cli {
@@ -24,6 +26,18 @@ int Volume_Index(const Drop_List& volumes, const std::string& litres, std::strin
             return i;
     why = "volume '" + litres + "' is not in the list of volumes";
     return -1;
+}
+
+Log_Printer::Log_Printer(Session& session, const Grid& grid) : grid_(grid) {
+    session.Ui().Also_Before_End([this] { Print(); });
+}
+
+void Log_Printer::Print() {
+    if (printed_)
+        return;
+    printed_ = true;
+    std::fputs(Log_Rows_Text(grid_).c_str(), stdout);
+    std::fflush(stdout);
 }
 
 } // namespace td::cli
