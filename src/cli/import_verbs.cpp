@@ -17,37 +17,12 @@ namespace {
 constexpr const char* Import_Usage = "usage: tdctl import FILE.dbf --update|--replace|--compare "
                                      "[--yes]";
 
-bool Take(std::vector<std::string>& rest, const char* flag) {
-    auto at = std::find(rest.begin(), rest.end(), flag);
-    if (at == rest.end())
-        return false;
-    rest.erase(at);
-    return true;
-}
-
-// The replace can't be taken back from here: it goes ahead with --yes, or when the person at the
-// terminal says yes.
-void Confirm_Replace(bool yes) {
-    if (yes)
-        return;
-    if (isatty(STDIN_FILENO) != 1 || isatty(STDERR_FILENO) != 1)
-        Fail("import", "not on a terminal: add --yes to replace; nothing was changed", 2);
-    std::fprintf(stderr,
-                 "The company file is replaced by the table; the database and the caches go "
-                 "with it into a folder Replaced-... of the data folder. Go on? [y/N] ");
-    std::string answer;
-    for (int c = std::getchar(); c != EOF && c != '\n'; c = std::getchar())
-        answer += static_cast<char>(c);
-    if (answer != "y" && answer != "Y" && answer != "yes")
-        Fail("import", "nothing was changed");
-}
-
 int Import(const Arguments& args) {
     std::vector<std::string> rest = args.rest;
-    const bool update = Take(rest, "--update");
-    const bool replace = Take(rest, "--replace");
-    const bool compare = Take(rest, "--compare");
-    const bool yes = Take(rest, "--yes");
+    const bool update = Take_Flag(rest, "--update");
+    const bool replace = Take_Flag(rest, "--replace");
+    const bool compare = Take_Flag(rest, "--compare");
+    const bool yes = Take_Flag(rest, "--yes");
     if (update + replace + compare != 1)
         Fail("import", std::string("give one of --update, --replace, --compare; ") + Import_Usage,
              2);
@@ -61,7 +36,10 @@ int Import(const Arguments& args) {
     std::error_code ec;
     const std::string path = std::filesystem::absolute(rest[0], ec).lexically_normal().string();
     if (replace)
-        Confirm_Replace(yes);
+        Confirm("import", yes,
+                "The company file is replaced by the table; the database and the caches go with it "
+                "into a folder Replaced-... of the data folder. Go on?",
+                "replace");
 
     Session session(args.home);
     Dbf_Table table;

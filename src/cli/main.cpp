@@ -179,33 +179,9 @@ std::string Data_Folder_Of(const std::string& home, const td::Settings& settings
     return fs::is_directory(folder, ec) ? folder : home;
 }
 
-// Takes `flag` out of `rest`; true if it was there.
-bool Take_Flag(std::vector<std::string>& rest, const char* flag) {
-    auto at = std::find(rest.begin(), rest.end(), flag);
-    if (at == rest.end())
-        return false;
-    rest.erase(at);
-    return true;
-}
-
 void No_Other_Arguments(const std::string& verb, const std::vector<std::string>& rest) {
     if (!rest.empty())
         Fail(verb, "unknown argument '" + rest[0] + "'", 2);
-}
-
-// A change that can't be taken back goes ahead with --yes, or when the person at the terminal
-// says yes to `question`; with neither nothing is changed.
-void Confirm(const std::string& verb, bool yes, const std::string& question) {
-    if (yes)
-        return;
-    if (isatty(STDIN_FILENO) != 1 || isatty(STDERR_FILENO) != 1)
-        Fail(verb, "not on a terminal: add --yes to go ahead; nothing was changed", 2);
-    std::fprintf(stderr, "%s [y/N] ", question.c_str());
-    std::string answer;
-    for (int c = std::getchar(); c != EOF && c != '\n'; c = std::getchar())
-        answer += static_cast<char>(c);
-    if (answer != "y" && answer != "Y" && answer != "yes")
-        Fail(verb, "nothing was changed");
 }
 
 // The first seven lines of a header page as text, with bytes that can't be shown as "?".

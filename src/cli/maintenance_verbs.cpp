@@ -43,15 +43,6 @@ private:
     Program_State& state_;
 };
 
-bool Take(std::vector<std::string>& rest, const char* flag) {
-    for (auto it = rest.begin(); it != rest.end(); ++it)
-        if (*it == flag) {
-            rest.erase(it);
-            return true;
-        }
-    return false;
-}
-
 // The value after `flag`, taken out of `rest`; empty optional when the flag is absent.
 std::optional<std::string> Take_Value(const std::string& verb, std::vector<std::string>& rest,
                                       const char* flag) {
@@ -64,19 +55,6 @@ std::optional<std::string> Take_Value(const std::string& verb, std::vector<std::
             return value;
         }
     return std::nullopt;
-}
-
-void Confirm_Change(const std::string& verb, bool yes, const std::string& question) {
-    if (yes)
-        return;
-    if (isatty(STDIN_FILENO) != 1 || isatty(STDERR_FILENO) != 1)
-        Fail(verb, "not on a terminal: add --yes to go ahead; nothing was changed", 2);
-    std::fprintf(stderr, "%s [y/N] ", question.c_str());
-    std::string answer;
-    for (int c = std::getchar(); c != EOF && c != '\n'; c = std::getchar())
-        answer += static_cast<char>(c);
-    if (answer != "y" && answer != "Y" && answer != "yes")
-        Fail(verb, "nothing was changed");
 }
 
 std::string Absolute(const std::string& folder) {
@@ -119,15 +97,15 @@ int Backup(const Arguments& args) {
 
 int Restore(const Arguments& args) {
     std::vector<std::string> rest = args.rest;
-    const bool yes = Take(rest, "--yes");
+    const bool yes = Take_Flag(rest, "--yes");
     if (rest.size() > 1)
         Fail("restore", "usage: tdctl restore [DIR] [--yes]", 2);
     std::optional<std::string> folder;
     if (!rest.empty())
         folder = rest[0];
-    Confirm_Change("restore", yes,
-                   "Replace the database with the backup? Every change made since the backup is "
-                   "lost.");
+    Confirm("restore", yes,
+            "Replace the database with the backup? Every change made since the backup is "
+            "lost.");
     Session session(args.home);
     Cli_Maintenance_Views views(session.State());
     // As the menu entry: restore mode, the children closed (there are none here).
@@ -144,7 +122,7 @@ int Restore(const Arguments& args) {
 
 int Delete(const Arguments& args) {
     std::vector<std::string> rest = args.rest;
-    const bool yes = Take(rest, "--yes");
+    const bool yes = Take_Flag(rest, "--yes");
     const char* usage = "usage: tdctl delete redeemed | redeemed-on DD.MM.YYYY | all | range "
                         "--fuel NAME --volume V --from N --to N  [--yes]";
     if (rest.empty())
@@ -180,9 +158,9 @@ int Delete(const Arguments& args) {
     }
     if (!rest.empty())
         Fail("delete", "unknown argument '" + rest[0] + "'", 2);
-    Confirm_Change("delete", yes,
-                   option == 3 ? "Clear the database (its files are moved aside)?"
-                               : "Mark the chosen tickets deleted?");
+    Confirm("delete", yes,
+            option == 3 ? "Clear the database (its files are moved aside)?"
+                        : "Mark the chosen tickets deleted?");
 
     // Test hook: tickets per block of the deletion pass, so that a kill test meets many writes in
     // a small database.

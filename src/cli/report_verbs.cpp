@@ -29,14 +29,6 @@ struct Output_Options {
     std::optional<std::pair<double, double>> period;
 };
 
-bool Take(std::vector<std::string>& rest, const std::string& flag) {
-    auto at = std::find(rest.begin(), rest.end(), flag);
-    if (at == rest.end())
-        return false;
-    rest.erase(at);
-    return true;
-}
-
 // The `count` values behind `flag`, taken out of `rest`; nothing if the flag isn't there.
 std::optional<std::vector<std::string>> Take_Values(const std::string& verb,
                                                     std::vector<std::string>& rest,
@@ -60,7 +52,7 @@ double Date_Argument(const std::string& verb, const std::string& text) {
 
 Output_Options Take_Output_Options(const std::string& verb, std::vector<std::string>& rest) {
     Output_Options options;
-    options.csv = Take(rest, "--csv");
+    options.csv = Take_Flag(rest, "--csv");
     if (auto pdf = Take_Values(verb, rest, "--pdf", 1))
         options.pdf = (*pdf)[0];
     if (auto period = Take_Values(verb, rest, "--period", 2)) {
@@ -306,9 +298,9 @@ int Stats(const Arguments& args) {
 
 int Ticket(const Arguments& args) {
     std::vector<std::string> rest = args.rest;
-    const bool remove = Take(rest, "--delete");
-    const bool restore = Take(rest, "--restore");
-    const bool yes = Take(rest, "--yes");
+    const bool remove = Take_Flag(rest, "--delete");
+    const bool restore = Take_Flag(rest, "--restore");
+    const bool yes = Take_Flag(rest, "--yes");
     auto fuel_text = Take_Values("ticket", rest, "--fuel", 1);
     auto volume_text = Take_Values("ticket", rest, "--volume", 1);
     auto record_text = Take_Values("ticket", rest, "--record", 1);

@@ -2,6 +2,7 @@
 
 #include "storage/defrag_hook.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -110,6 +111,28 @@ Session::Session(const std::string& home)
     Install_Test_Hooks();
     Main_Startup(state_, ports_, home);
     ui_.Search_Progress_Hide();
+}
+
+bool Take_Flag(std::vector<std::string>& rest, const std::string& flag) {
+    auto at = std::find(rest.begin(), rest.end(), flag);
+    if (at == rest.end())
+        return false;
+    rest.erase(at);
+    return true;
+}
+
+void Confirm(const std::string& verb, bool yes, const std::string& question,
+             const std::string& action) {
+    if (yes)
+        return;
+    if (isatty(STDIN_FILENO) != 1 || isatty(STDERR_FILENO) != 1)
+        Fail(verb, "not on a terminal: add --yes to " + action + "; nothing was changed", 2);
+    std::fprintf(stderr, "%s [y/N] ", question.c_str());
+    std::string answer;
+    for (int c = std::getchar(); c != EOF && c != '\n'; c = std::getchar())
+        answer += static_cast<char>(c);
+    if (answer != "y" && answer != "Y" && answer != "yes")
+        Fail(verb, "nothing was changed");
 }
 
 void Session::Shutdown(const std::string& failure, int exit_code) {

@@ -26,6 +26,15 @@ Arguments Parse_Arguments(int argc, char** argv);
 // Prints "tdctl VERB: reason" on standard error and ends with `code`.
 [[noreturn]] void Fail(const std::string& verb, const std::string& reason, int code = 1);
 
+// Takes `flag` out of `rest`; true if it was there.
+bool Take_Flag(std::vector<std::string>& rest, const std::string& flag);
+
+// A change that can't be taken back goes ahead with --yes, or when the person at the terminal
+// says yes to `question`; with neither nothing is changed (exit 2 off a terminal, 1 on a no).
+// `action` names the change in the refusal ("add --yes to ACTION").
+void Confirm(const std::string& verb, bool yes, const std::string& question,
+             const std::string& action = "go ahead");
+
 class Session {
 public:
     explicit Session(const std::string& home);
