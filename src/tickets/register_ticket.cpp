@@ -5,10 +5,9 @@
 #include "base/text.h"
 #include "browsers/browser_refresh.h"
 #include "browsers/sell_ticets.h"
-#include "kernel/cache_passes.h"
 #include "kernel/state.h"
-#include "storage/reference.h"
 #include "tickets/result_log.h"
+#include "tickets/ticket_lists.h"
 
 #include <cctype>
 #include <cmath>
@@ -17,9 +16,6 @@ namespace td {
 namespace {
 
 constexpr const char* Windows = "Windows";
-constexpr const char* Standard_Volumes[] = {"010", "020", "030", "040", "050",
-                                            "060", "070", "080", "090", "100"};
-constexpr int Station_Entries = 16;
 // The buyer grid has a column per fuel grade from column 3 on.
 constexpr int Buyer_First_Fuel_Col = 3;
 
@@ -124,32 +120,19 @@ void Register_ticket::Form_Load() {
     Prepare_Result_Grid();
     Combo2.Clear();
     Combo3.Clear();
-    Fill_Volumes();
-    Rebuild_If_Stale();
-    for (const double litres : Read_User_Volumes(state_.Path_Of(state_.settings.User_Volume_File)))
-        Combo3.Add_Item(Zeros_In_Front(Format_Number(litres), 3));
-    Fill_Fuels();
+    Add_Standard_Volumes(Combo3);
+    Rebuild_If_Stale(state_, ui_, clock_);
+    Add_User_Volumes(Combo3, state_);
+    Add_Fuels(Combo2, state_);
     Preset_Fuel();
     Combo3.Set_List_Index(0);
     Combo3_Click(0);
     Fill_Buyer_Line();
-    Fill_Stations();
+    ListView1.Clear();
+    Add_Stations(ListView1, state_, "root\\");
     // The fields' enabled flags follow the options restored here.
     Restore_Settings();
     Changed();
-}
-
-void Register_ticket::Fill_Volumes() {
-    for (const char* volume : Standard_Volumes)
-        Combo3.Add_Item(volume);
-}
-
-void Register_ticket::Fill_Fuels() {
-    for (const Fuel_Record& fuel : Read_Fuel_Slots(state_.Path_Of(state_.settings.Fuel_File))) {
-        std::string name = Trim_Text(fuel.Name);
-        if (!name.empty())
-            Combo2.Add_Item(name);
-    }
 }
 
 void Register_ticket::Preset_Fuel() {
@@ -170,18 +153,6 @@ void Register_ticket::Fill_Buyer_Line() {
     if (const Sell_Ticets* buyer = Buyer_Browser()) {
         const Grid& grid = buyer->MSFlexGrid1;
         Label7 = grid.Text(grid.Row(), 2) + "; " + grid.Text(grid.Row(), 1);
-    }
-}
-
-void Register_ticket::Fill_Stations() {
-    ListView1.Clear();
-    const std::vector<Name_Record> stations =
-        Read_Name_Records(state_.Path_Of(state_.settings.Establishments_File), Station_Entries);
-    for (std::size_t i = 0; i < stations.size(); ++i) {
-        std::string name = Trim_Text(stations[i].Name);
-        if (name.empty())
-            continue;
-        ListView1.Add(name, "root\\" + std::to_string(i + 1));
     }
 }
 
@@ -206,24 +177,13 @@ void Register_ticket::Restore_Settings() {
     }
 }
 
-void Register_ticket::Rebuild_If_Stale() {
-    if (state_.Cache_Stale) {
-        CreateCacheFile(state_, ui_, clock_, state_.settings.Cache_User_File, "new", 0, "",
-                        state_.settings.Database_File, "null");
-        state_.Cache_Stale = false;
-    }
-    ui_.Search_Progress_Hide();
-    ui_.Search_Progress_Set(0);
-    ui_.Main_Window_Enabled(true);
-}
-
 void Register_ticket::Form_Unload() {
     for (int n = 1; n <= Option_Count; ++n)
         settings_.Save(Settings_Application, Windows, Option_Key(n), Option(n) ? "True" : "False");
     for (int n = 1; n <= ListView1.Count(); ++n)
         settings_.Save(Settings_Application, Windows, Mark_Key(n),
                        ListView1.Checked(n - 1) ? "True" : "False");
-    Rebuild_If_Stale();
+    Rebuild_If_Stale(state_, ui_, clock_);
 }
 
 // ---- Options and fields ----------------------------------------------------------------------

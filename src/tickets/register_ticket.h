@@ -138,13 +138,9 @@ private:
     static std::size_t Index(int n) { return static_cast<std::size_t>(n - 1); }
     void Select_Option(int n);
     void Text_LostFocus(int n);
-    void Fill_Stations();
-    void Fill_Volumes();
-    void Fill_Fuels();
     void Preset_Fuel();
     void Fill_Buyer_Line();
     void Restore_Settings();
-    void Rebuild_If_Stale();
 
     Program_State& state_;
     Ui& ui_;

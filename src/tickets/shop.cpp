@@ -5,10 +5,9 @@
 #include "base/text.h"
 #include "browsers/browser_refresh.h"
 #include "browsers/resolve_tickets.h"
-#include "kernel/cache_passes.h"
 #include "kernel/state.h"
-#include "storage/reference.h"
 #include "tickets/result_log.h"
+#include "tickets/ticket_lists.h"
 
 #include <algorithm>
 #include <cmath>
@@ -16,9 +15,6 @@
 namespace td {
 namespace {
 
-constexpr const char* Standard_Volumes[] = {"010", "020", "030", "040", "050",
-                                            "060", "070", "080", "090", "100"};
-constexpr int Station_Entries = 16;
 constexpr const char* Station_Key_Prefix = "Est:";
 constexpr const char* Clear_Title = "Очистка списка";
 // Rows of a list with one blank row for input: the header and that row.
@@ -95,13 +91,15 @@ void Shop::Form_Load() {
     Prepare_Log();
     Combo2.Clear();
     Combo3.Clear();
-    Fill_Volumes();
-    Rebuild_If_Stale();
-    Fill_Fuels();
+    Add_Standard_Volumes(Combo3);
+    Add_User_Volumes(Combo3, state_);
+    Rebuild_If_Stale(state_, ui_, clock_);
+    Add_Fuels(Combo2, state_);
     // The fuel of the browser's column; a value past the list leaves the first grade below.
     if (state_.Redemption_Column >= 0 && state_.Redemption_Column < Combo2.Count())
         Combo2_Click(state_.Redemption_Column);
-    Fill_Stations();
+    ListView1.Clear();
+    Add_Stations(ListView1, state_, Station_Key_Prefix);
     if (ListView1.Count() > 0) {
         ListView1.Set_List_Index(0);
         Label7 = ListView1.Text(0);
@@ -124,45 +122,8 @@ void Shop::Form_Load() {
     Changed();
 }
 
-void Shop::Fill_Volumes() {
-    for (const char* volume : Standard_Volumes)
-        Combo3.Add_Item(volume);
-    for (const double litres : Read_User_Volumes(state_.Path_Of(state_.settings.User_Volume_File)))
-        Combo3.Add_Item(Zeros_In_Front(Format_Number(litres), 3));
-}
-
-void Shop::Fill_Fuels() {
-    for (const Fuel_Record& fuel : Read_Fuel_Slots(state_.Path_Of(state_.settings.Fuel_File))) {
-        std::string name = Trim_Text(fuel.Name);
-        if (!name.empty())
-            Combo2.Add_Item(name);
-    }
-}
-
-void Shop::Fill_Stations() {
-    ListView1.Clear();
-    const std::vector<Name_Record> stations =
-        Read_Name_Records(state_.Path_Of(state_.settings.Establishments_File), Station_Entries);
-    for (std::size_t i = 0; i < stations.size(); ++i) {
-        std::string name = Trim_Text(stations[i].Name);
-        if (!name.empty())
-            ListView1.Add(name, Station_Key_Prefix + std::to_string(i + 1));
-    }
-}
-
-void Shop::Rebuild_If_Stale() {
-    if (state_.Cache_Stale) {
-        CreateCacheFile(state_, ui_, clock_, state_.settings.Cache_User_File, "new", 0, "",
-                        state_.settings.Database_File, "null");
-        state_.Cache_Stale = false;
-    }
-    ui_.Search_Progress_Hide();
-    ui_.Search_Progress_Set(0);
-    ui_.Main_Window_Enabled(true);
-}
-
 void Shop::Form_Unload() {
-    Rebuild_If_Stale();
+    Rebuild_If_Stale(state_, ui_, clock_);
 }
 
 // ---- Station, fuel, volume -------------------------------------------------------------------

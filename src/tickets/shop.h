@@ -116,10 +116,6 @@ public:
 private:
     void Prepare_List();
     void Prepare_Log();
-    void Fill_Volumes();
-    void Fill_Fuels();
-    void Fill_Stations();
-    void Rebuild_If_Stale();
     void Leave_Cell();
     void Enter_Cell();
     void Remove_List_Row(int row);
