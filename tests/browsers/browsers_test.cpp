@@ -10,6 +10,7 @@
 #include "storage/records.h"
 #include "storage/reference.h"
 #include "support/fakes.h"
+#include "support/reference_writers.h"
 #include "support/temp_folder.h"
 
 #include <gtest/gtest.h>
@@ -62,15 +63,7 @@ protected:
     }
 
     void Fuels(const std::vector<std::string>& names) {
-        Record_File file(Path(state.settings.Fuel_File), Fuel_Record_Size);
-        std::vector<std::uint8_t> raw(Fuel_Record_Size);
-        for (std::size_t i = 0; i < Fuel_Slots; ++i) {
-            Fuel_Record fuel;
-            fuel.Exists = 1;
-            fuel.Name = i < names.size() ? names[i] : "";
-            Encode(fuel, raw.data());
-            ASSERT_TRUE(file.Write(i + 1, raw.data()));
-        }
+        ASSERT_TRUE(Write_Fuels(Path(state.settings.Fuel_File), names));
     }
 
     static void Write_Totals(const std::string& path,
@@ -87,21 +80,13 @@ protected:
     }
 
     void Companies(const std::vector<Company>& companies) {
-        Record_File file(Path(state.settings.Company_File), Company_Record_Size);
-        std::vector<std::uint8_t> raw(Company_Record_Size);
+        std::vector<Company_Row> rows;
         std::vector<std::vector<double>> totals;
-        for (std::size_t i = 0; i < companies.size(); ++i) {
-            Company_Record record;
-            record.Exists = 1;
-            record.Code = companies[i].code;
-            record.Group_Code = companies[i].group;
-            record.Subgroup_Code = companies[i].subgroup;
-            record.Name = companies[i].name;
-            Encode(record, raw.data());
-            ASSERT_TRUE(file.Write(i + 1, raw.data()));
-            totals.push_back(companies[i].amounts);
+        for (const Company& c : companies) {
+            rows.push_back({c.code, c.group, c.subgroup, c.name});
+            totals.push_back(c.amounts);
         }
-        file.Close();
+        ASSERT_TRUE(Write_Companies(Path(state.settings.Company_File), rows));
         Write_Totals(Path(state.settings.Cache_Diff_File), totals);
         state.Company_Count =
             Load_Company_Table(Path(state.settings.Company_File), state.Company_Table);
@@ -109,16 +94,7 @@ protected:
 
     void Stations(const std::vector<std::string>& names,
                   const std::vector<std::vector<double>>& amounts) {
-        Record_File file(Path(state.settings.Establishments_File), Name_Record_Size);
-        std::vector<std::uint8_t> raw(Name_Record_Size);
-        for (std::size_t i = 0; i < names.size(); ++i) {
-            Name_Record record;
-            record.Exists = 1;
-            record.Name = names[i];
-            Encode(record, raw.data());
-            ASSERT_TRUE(file.Write(i + 1, raw.data()));
-        }
-        file.Close();
+        ASSERT_TRUE(Write_Stations(Path(state.settings.Establishments_File), names));
         Write_Totals(Path(state.settings.Cache_Used_File), amounts);
     }
 

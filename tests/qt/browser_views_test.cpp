@@ -15,6 +15,7 @@
 #include "storage/record_file.h"
 #include "storage/records.h"
 #include "storage/reference.h"
+#include "support/reference_writers.h"
 #include "support/temp_folder.h"
 
 #include <QFontMetrics>
@@ -29,17 +30,9 @@ using td::test::Ending_Ui;
 using td::test::Fake_Clock;
 using td::test::Memory_Settings;
 using td::test::Temp_Folder;
-
-namespace {
-
-struct Company {
-    const char* code;
-    const char* group;
-    const char* subgroup;
-    const char* name;
-};
-
-} // namespace
+using td::test::Write_Companies;
+using td::test::Write_Fuels;
+using td::test::Write_Stations;
 
 class Browser_Views_Test : public QObject {
     Q_OBJECT
@@ -54,51 +47,27 @@ class Browser_Views_Test : public QObject {
     std::string Path(const std::string& name) const { return home->File(name); }
 
     void Fuels() {
-        Record_File file(Path(State().settings.Fuel_File), Fuel_Record_Size);
-        std::vector<std::uint8_t> raw(Fuel_Record_Size);
-        const char* names[] = {"АИ-92", "АИ-95", "ДТ"};
-        for (std::size_t i = 0; i < Fuel_Slots; ++i) {
-            Fuel_Record fuel;
-            fuel.Exists = 1;
-            fuel.Name = i < 3 ? names[i] : "";
-            Encode(fuel, raw.data());
-            QVERIFY(file.Write(i + 1, raw.data()));
-        }
+        QVERIFY(Write_Fuels(Path(State().settings.Fuel_File), {"АИ-92", "АИ-95", "ДТ"}));
     }
 
-    void Companies(const std::vector<Company>& companies) {
+    // Companies, each with 10 litres more of the first grade than the one before.
+    void Companies(const std::vector<td::test::Company_Row>& companies) {
         Program_State& state = State();
-        Record_File file(Path(state.settings.Company_File), Company_Record_Size);
+        QVERIFY(Write_Companies(Path(state.settings.Company_File), companies));
         Record_File totals(Path(state.settings.Cache_Diff_File), Cache_Record_Size);
-        std::vector<std::uint8_t> raw(Company_Record_Size);
         std::vector<std::uint8_t> total(Cache_Record_Size);
         for (std::size_t i = 0; i < companies.size(); ++i) {
-            Company_Record record;
-            record.Exists = 1;
-            record.Code = companies[i].code;
-            record.Group_Code = companies[i].group;
-            record.Subgroup_Code = companies[i].subgroup;
-            record.Name = companies[i].name;
-            Encode(record, raw.data());
-            QVERIFY(file.Write(i + 1, raw.data()));
             Cache_Record amounts;
             amounts.Fuel_Total[1] = 10.0 * static_cast<double>(i + 1);
             Encode(amounts, total.data());
             QVERIFY(totals.Write(i + 1, total.data()));
         }
-        file.Close();
         state.Company_Count =
             Load_Company_Table(Path(state.settings.Company_File), state.Company_Table);
     }
 
     void Stations() {
-        Record_File file(Path(State().settings.Establishments_File), Name_Record_Size);
-        std::vector<std::uint8_t> raw(Name_Record_Size);
-        Name_Record station;
-        station.Exists = 1;
-        station.Name = "АЗС на въезде";
-        Encode(station, raw.data());
-        QVERIFY(file.Write(1, raw.data()));
+        QVERIFY(Write_Stations(Path(State().settings.Establishments_File), {"АЗС на въезде"}));
     }
 
     QMdiSubWindow* Window_Titled(const char* caption) const {

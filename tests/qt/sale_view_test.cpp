@@ -16,6 +16,7 @@
 #include "storage/record_file.h"
 #include "storage/records.h"
 #include "storage/reference.h"
+#include "support/reference_writers.h"
 #include "support/temp_folder.h"
 #include "tickets/register_ticket.h"
 
@@ -34,6 +35,8 @@ using td::test::Ending_Ui;
 using td::test::Fake_Clock;
 using td::test::Memory_Settings;
 using td::test::Temp_Folder;
+using td::test::Write_Companies;
+using td::test::Write_Fuels;
 
 class Sale_View_Test : public QObject {
     Q_OBJECT
@@ -50,33 +53,9 @@ class Sale_View_Test : public QObject {
 
     void Installation() {
         Program_State& state = State();
-        {
-            Record_File file(Path(state.settings.Fuel_File), Fuel_Record_Size);
-            std::vector<std::uint8_t> raw(Fuel_Record_Size);
-            const char* names[] = {"АИ-92", "АИ-95"};
-            for (std::size_t i = 0; i < Fuel_Slots; ++i) {
-                Fuel_Record fuel;
-                fuel.Exists = 1;
-                fuel.Name = i < 2 ? names[i] : "";
-                Encode(fuel, raw.data());
-                QVERIFY(file.Write(i + 1, raw.data()));
-            }
-        }
-        {
-            Record_File file(Path(state.settings.Company_File), Company_Record_Size);
-            std::vector<std::uint8_t> raw(Company_Record_Size);
-            const char* rows[][3] = {{"1", "", "Транспорт"}, {"5", "1", "Автобаза"}};
-            for (std::size_t i = 0; i < 2; ++i) {
-                Company_Record record;
-                record.Exists = 1;
-                record.Kind_Code = "1";
-                record.Code = rows[i][0];
-                record.Group_Code = rows[i][1];
-                record.Name = rows[i][2];
-                Encode(record, raw.data());
-                QVERIFY(file.Write(i + 1, raw.data()));
-            }
-        }
+        QVERIFY(Write_Fuels(Path(state.settings.Fuel_File), {"АИ-92", "АИ-95"}));
+        QVERIFY(Write_Companies(Path(state.settings.Company_File),
+                                {{"1", "", "", "Транспорт"}, {"5", "1", "", "Автобаза"}}));
         state.Company_Count =
             Load_Company_Table(Path(state.settings.Company_File), state.Company_Table);
         // One ticket sold: 000101, АИ-95, 10 litres.

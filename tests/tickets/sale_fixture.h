@@ -12,6 +12,7 @@
 #include "storage/records.h"
 #include "storage/reference.h"
 #include "support/fakes.h"
+#include "support/reference_writers.h"
 #include "support/temp_folder.h"
 #include "tickets/register_ticket.h"
 
@@ -63,24 +64,11 @@ protected:
     std::string Database() const { return Path(state.settings.Database_File); }
 
     void Fuels(const std::vector<std::string>& names) {
-        Record_File file(Path(state.settings.Fuel_File), Fuel_Record_Size);
-        Bytes raw(Fuel_Record_Size);
-        for (std::size_t i = 0; i < Fuel_Slots; ++i) {
-            Fuel_Record fuel;
-            fuel.Exists = 1;
-            fuel.Name = i < names.size() ? names[i] : "";
-            Encode(fuel, raw.data());
-            ASSERT_TRUE(file.Write(i + 1, raw.data()));
-        }
+        ASSERT_TRUE(Write_Fuels(Path(state.settings.Fuel_File), names));
     }
 
     void Stations(const std::vector<std::string>& names) {
-        Record_File file(Path(state.settings.Establishments_File), Name_Record_Size);
-        Bytes raw(Name_Record_Size);
-        for (std::size_t i = 0; i < names.size(); ++i) {
-            Encode(Name_Record{1, names[i]}, raw.data());
-            ASSERT_TRUE(file.Write(i + 1, raw.data()));
-        }
+        ASSERT_TRUE(Write_Stations(Path(state.settings.Establishments_File), names));
     }
 
     void User_Volumes(const std::vector<double>& litres) {
@@ -98,27 +86,11 @@ protected:
     // 1: a level 1 group; 2 and 4: buyers under it; 3: a buyer of level 3, whose subgroup code is
     // shorter than its field, so that the sale's lookup never finds it.
     void Companies() {
-        struct Row {
-            const char *code, *group, *subgroup, *name;
-        };
-        const Row rows[] = {{"1", "", "", "Транспорт"},
-                            {"101", "1", "", "ООО Ромашка"},
-                            {"1001", "1", "101", "ЗАО Филиал"},
-                            {"102", "1", "000", "ООО Гранит"}};
-        Record_File file(Path(state.settings.Company_File), Company_Record_Size);
-        Bytes raw(Company_Record_Size);
-        for (std::size_t i = 0; i < std::size(rows); ++i) {
-            Company_Record record;
-            record.Exists = 1;
-            record.Code = rows[i].code;
-            record.Kind_Code = "1";
-            record.Group_Code = rows[i].group;
-            record.Subgroup_Code = rows[i].subgroup;
-            record.Name = rows[i].name;
-            Encode(record, raw.data());
-            ASSERT_TRUE(file.Write(i + 1, raw.data()));
-        }
-        file.Close();
+        ASSERT_TRUE(Write_Companies(Path(state.settings.Company_File),
+                                    {{"1", "", "", "Транспорт"},
+                                     {"101", "1", "", "ООО Ромашка"},
+                                     {"1001", "1", "101", "ЗАО Филиал"},
+                                     {"102", "1", "000", "ООО Гранит"}}));
         state.Company_Count =
             Load_Company_Table(Path(state.settings.Company_File), state.Company_Table);
     }
