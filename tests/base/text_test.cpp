@@ -22,13 +22,7 @@ TEST(Extract_String, WantedPieceFoundCountAndArrayLayout) {
     EXPECT_EQ(r.piece, "12");
     EXPECT_EQ(r.found, 3);
     EXPECT_FALSE(r.overflow);
-    ASSERT_EQ(parts.size(), 10u);
-    EXPECT_EQ(parts[0], "");
-    EXPECT_EQ(parts[1], "root");
-    EXPECT_EQ(parts[2], "12");
-    EXPECT_EQ(parts[3], "5");
-    for (std::size_t i = 4; i < parts.size(); ++i)
-        EXPECT_EQ(parts[i], "") << i;
+    EXPECT_EQ(parts, (std::vector<std::string>{"", "root", "12", "5", "", "", "", "", "", ""}));
     EXPECT_GE(r.elapsed, 0.0);
 
     // The last piece, a negative number taken as positive, and a piece that isn't there.
@@ -68,9 +62,7 @@ TEST(Extract_String, OverflowReportsInModeOneAndIsQuietInModeZero) {
     Extract_Result r = Extract_String("a,b,c,d", 2, parts, 3, 1, ",", &ui);
     EXPECT_TRUE(r.overflow);
     EXPECT_EQ(r.piece, "b");
-    EXPECT_EQ(parts.size(), 3u);
-    EXPECT_EQ(parts[1], "a");
-    EXPECT_EQ(parts[2], "b");
+    EXPECT_EQ(parts, (std::vector<std::string>{"", "a", "b"}));
     ASSERT_EQ(ui.boxes.size(), 1u);
     EXPECT_EQ(ui.boxes[0].flags, 16);
     EXPECT_EQ(ui.boxes[0].title, "String extract function - Error!");
@@ -94,41 +86,31 @@ TEST(Extract_String, OverflowReportsInModeOneAndIsQuietInModeZero) {
     EXPECT_TRUE(parts.empty());
 }
 
+// Both ways round; single digits padded to two; text that isn't a number counts as 0.
 TEST(Parse_Serial_Range, CountsBothWaysAndPadsSingleDigits) {
-    std::vector<std::string> parts;
-    long count = -1;
-    ASSERT_TRUE(Parse_Serial_Range("123-130", parts, count));
-    EXPECT_EQ(parts[0], "123");
-    EXPECT_EQ(parts[1], "130");
-    EXPECT_EQ(count, 7);
-
-    ASSERT_TRUE(Parse_Serial_Range("130-123", parts, count));
-    EXPECT_EQ(count, 7);
-
-    ASSERT_TRUE(Parse_Serial_Range("5-9", parts, count));
-    EXPECT_EQ(parts[0], "05");
-    EXPECT_EQ(parts[1], "09");
-    EXPECT_EQ(count, 4);
-
-    ASSERT_TRUE(Parse_Serial_Range("000100-000250", parts, count));
-    EXPECT_EQ(parts[0], "000100");
-    EXPECT_EQ(count, 150);
-
-    ASSERT_TRUE(Parse_Serial_Range("7-7", parts, count));
-    EXPECT_EQ(count, 0);
+    const struct {
+        const char* text;
+        const char *first, *last;
+        long count;
+    } rows[] = {{"123-130", "123", "130", 7}, {"130-123", "130", "123", 7},
+                {"5-9", "05", "09", 4},       {"000100-000250", "000100", "000250", 150},
+                {"7-7", "07", "07", 0},       {"abc-12", "abc", "12", 12}};
+    for (const auto& row : rows) {
+        std::vector<std::string> parts;
+        long count = -1;
+        ASSERT_TRUE(Parse_Serial_Range(row.text, parts, count)) << row.text;
+        EXPECT_EQ(parts[0], row.first) << row.text;
+        EXPECT_EQ(parts[1], row.last) << row.text;
+        EXPECT_EQ(count, row.count) << row.text;
+    }
 }
 
 TEST(Parse_Serial_Range, SecondDashFailsOnTheArrayBound) {
     std::vector<std::string> parts;
     long count = -1;
     EXPECT_FALSE(Parse_Serial_Range("1-2-3", parts, count));
-    EXPECT_EQ(parts.size(), 2u);
-    EXPECT_EQ(parts[0], "1");
-    EXPECT_EQ(parts[1], "2");
+    EXPECT_EQ(parts, (std::vector<std::string>{"1", "2"}));
     EXPECT_FALSE(Parse_Serial_Range("123", parts, count));
-    // Text that isn't a number counts as 0 rather than failing.
-    ASSERT_TRUE(Parse_Serial_Range("abc-12", parts, count));
-    EXPECT_EQ(count, 12);
 }
 
 TEST(Trim_Text, BlanksOnly) {
