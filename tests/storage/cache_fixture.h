@@ -65,6 +65,12 @@ inline Bytes Whole_File(const std::string& path) {
     return bytes;
 }
 
+// Sets the write budget of the file layer (the bytes that still fit on the disk) for one scope.
+struct Write_Budget {
+    explicit Write_Budget(long long bytes) { record_file_hook::Write_Budget = bytes; }
+    ~Write_Budget() { record_file_hook::Write_Budget = -1; }
+};
+
 template <typename T> void Put(Bytes& bytes, std::size_t at, T value) {
     std::memcpy(bytes.data() + at, &value, sizeof value);
 }

@@ -1,7 +1,7 @@
 // Random access by record number: zeros past the end, extension with zeros, ragged file ends.
+#include "storage/cache_fixture.h"
 #include "storage/file_failure.h"
 #include "storage/record_file.h"
-#include "support/temp_folder.h"
 
 #include <cerrno>
 #include <gtest/gtest.h>
@@ -10,18 +10,19 @@
 #include <unistd.h>
 #include <vector>
 
-namespace td {
+namespace td::test {
 namespace {
-
-using Bytes = std::vector<std::uint8_t>;
-using test::Read_All_Bytes;
-using test::Temp_Folder;
-using test::Write_All_Bytes;
 
 Bytes Pattern(std::size_t n, std::uint8_t start) {
     Bytes b(n);
     std::iota(b.begin(), b.end(), start);
     return b;
+}
+Bytes Join(std::initializer_list<Bytes> parts) {
+    Bytes all;
+    for (const Bytes& part : parts)
+        all.insert(all.end(), part.begin(), part.end());
+    return all;
 }
 
 TEST(RecordFile, OpensCreatingInReadWriteModeOnly) {
@@ -29,11 +30,9 @@ TEST(RecordFile, OpensCreatingInReadWriteModeOnly) {
     Record_File ro;
     EXPECT_FALSE(ro.Open(dir.File("missing.dat"), 10, Record_File::Mode::Read_Only));
     EXPECT_FALSE(File_Exists(dir.File("missing.dat")));
-
     Record_File rw(dir.File("new.dat"), 10);
     ASSERT_TRUE(rw.Is_Open());
     EXPECT_TRUE(File_Exists(dir.File("new.dat")));
-    EXPECT_EQ(rw.Size(), 0u);
     rw.Close();
     EXPECT_FALSE(rw.Is_Open());
 
@@ -45,113 +44,63 @@ TEST(RecordFile, OpensCreatingInReadWriteModeOnly) {
     EXPECT_FALSE(Record_File().Read(1, rec.data()));
     EXPECT_FALSE(Record_File(dir.File("x.dat"), 0).Is_Open());
 
+    // Moved, the handle goes along with its length; the one moved from is closed.
+    Record_File moved(std::move(ro));
+    EXPECT_FALSE(ro.Is_Open()); // NOLINT(bugprone-use-after-move)
+    EXPECT_EQ(moved.Record_Length(), 10u);
+    EXPECT_TRUE(moved.Read(1, rec.data()));
+
     EXPECT_TRUE(Remove_File(dir.File("new.dat")));
     EXPECT_FALSE(File_Exists(dir.File("new.dat")));
     EXPECT_FALSE(Remove_File(dir.File("new.dat")));
 }
 
-TEST(RecordFile, ZerosPastTheEndAndExtensionWithZeros) {
+// Records past the end read as zeros without extending the file; writing past the end extends it
+// with zeros; a last record cut short reads padded with zeros and is completed in place.
+TEST(RecordFile, ZerosPastTheEndAndRaggedEnds) {
     Temp_Folder dir;
     const std::string path = dir.File("r.dat");
     Record_File f(path, 8);
-    ASSERT_TRUE(f.Is_Open());
     Bytes out(8, 0xAA);
     ASSERT_TRUE(f.Read(3, out.data()));
     EXPECT_EQ(out, Bytes(8, 0));
     EXPECT_EQ(f.Size(), 0u) << "a read must not extend the file";
 
-    // Writing record 4 of an empty file fills records 1 to 3 with zeros.
-    Bytes rec4 = Pattern(8, 100);
+    const Bytes rec4 = Pattern(8, 100);
     ASSERT_TRUE(f.Write(4, rec4.data()));
     EXPECT_TRUE(f.Sync());
-    EXPECT_EQ(f.Size(), 32u);
     EXPECT_EQ(f.Record_Count(), 4u);
-    Bytes expected(24, 0);
-    expected.insert(expected.end(), rec4.begin(), rec4.end());
-    EXPECT_EQ(Read_All_Bytes(path), expected);
+    EXPECT_EQ(Read_All_Bytes(path), Join({Bytes(24, 0), rec4}));
     EXPECT_EQ(f.Read(4), rec4);
-    EXPECT_EQ(f.Read(2), Bytes(8, 0));
-
-    // A block across the end: records 3 to 6, the last two zeros.
+    // A block across the end (records 3 to 6), and consecutive records written in place.
     Bytes block(32, 0xAA);
     ASSERT_TRUE(f.Read_Block(3, 4, block.data()));
-    Bytes want(8, 0);
-    want.insert(want.end(), rec4.begin(), rec4.end());
-    want.resize(32, 0);
-    EXPECT_EQ(block, want);
-
-    // Write_Block writes consecutive records in place.
-    Bytes two = Pattern(16, 1);
+    EXPECT_EQ(block, Join({Bytes(8, 0), rec4, Bytes(16, 0)}));
+    const Bytes two = Pattern(16, 1);
     ASSERT_TRUE(f.Write_Block(2, 2, two.data()));
-    Bytes all(32);
-    ASSERT_TRUE(f.Read_Block(1, 4, all.data()));
-    Bytes all_want(8, 0);
-    all_want.insert(all_want.end(), two.begin(), two.end());
-    all_want.insert(all_want.end(), rec4.begin(), rec4.end());
-    EXPECT_EQ(all, all_want);
-    EXPECT_EQ(Read_All_Bytes(path), all_want);
-}
-
-TEST(RecordFile, FileNotAWholeNumberOfRecords) {
-    Temp_Folder dir;
-    const std::string path = dir.File("ragged.dat");
-    Bytes content = Pattern(25, 1); // two records of 10 and half of a third
-    Write_All_Bytes(path, content);
-    Record_File f(path, 10, Record_File::Mode::Read_Only);
-    ASSERT_TRUE(f.Is_Open());
-    EXPECT_EQ(f.Size(), 25u);
-    EXPECT_EQ(f.Record_Count(), 2u);
-
-    Bytes third = f.Read(3);
-    Bytes want(content.begin() + 20, content.end());
-    want.resize(10, 0);
-    EXPECT_EQ(third, want);
-
-    Bytes block(40, 0xAA);
     ASSERT_TRUE(f.Read_Block(1, 4, block.data()));
-    Bytes block_want = content;
-    block_want.resize(40, 0);
-    EXPECT_EQ(block, block_want);
+    EXPECT_EQ(block, Join({Bytes(8, 0), two, rec4}));
+    EXPECT_EQ(Read_All_Bytes(path), block);
+    // Bytes at any offset, whatever the record length.
+    ASSERT_TRUE(f.Write_Bytes(3, 5, Pattern(5, 65).data()));
+    ASSERT_TRUE(f.Read_Bytes(0, 10, block.data()));
+    EXPECT_EQ(Bytes(block.begin(), block.begin() + 10), (Bytes{0, 0, 0, 65, 66, 67, 68, 69, 1, 2}));
 
-    // Writing the partial record completes it; writing record 5 pads record 4 with zeros.
-    Record_File w(path, 10);
-    Bytes rec = Pattern(10, 200);
-    ASSERT_TRUE(w.Write(5, rec.data()));
-    ASSERT_TRUE(w.Write(3, rec.data()));
-    Bytes file = Read_All_Bytes(path);
-    ASSERT_EQ(file.size(), 50u);
-    EXPECT_EQ(Bytes(file.begin(), file.begin() + 20), Bytes(content.begin(), content.begin() + 20));
-    EXPECT_EQ(Bytes(file.begin() + 20, file.begin() + 30), rec);
-    EXPECT_EQ(Bytes(file.begin() + 30, file.begin() + 40), Bytes(10, 0));
-    EXPECT_EQ(Bytes(file.begin() + 40, file.end()), rec);
+    const Bytes content = Pattern(25, 1); // two records of 10 and half of a third
+    Write_All_Bytes(dir.File("ragged.dat"), content);
+    Record_File ragged(dir.File("ragged.dat"), 10);
+    EXPECT_EQ(ragged.Size(), 25u);
+    EXPECT_EQ(ragged.Record_Count(), 2u);
+    EXPECT_EQ(ragged.Read(3), Join({Pattern(5, 21), Bytes(5, 0)}));
+    Bytes four(40, 0xAA);
+    ASSERT_TRUE(ragged.Read_Block(1, 4, four.data()));
+    EXPECT_EQ(four, Join({content, Bytes(15, 0)}));
+    const Bytes rec = Pattern(10, 200);
+    ASSERT_TRUE(ragged.Write(5, rec.data()));
+    ASSERT_TRUE(ragged.Write(3, rec.data()));
+    EXPECT_EQ(Read_All_Bytes(dir.File("ragged.dat")),
+              Join({Pattern(20, 1), rec, Bytes(10, 0), rec}));
 }
-
-TEST(RecordFile, BytesAtAnyOffsetAndMove) {
-    Temp_Folder dir;
-    const std::string path = dir.File("b.dat");
-    Record_File f(path, 72);
-    Bytes head = Pattern(5, 65);
-    ASSERT_TRUE(f.Write_Bytes(3, head.size(), head.data()));
-    Bytes back(10, 0xAA);
-    ASSERT_TRUE(f.Read_Bytes(0, back.size(), back.data()));
-    EXPECT_EQ(back, (Bytes{0, 0, 0, 65, 66, 67, 68, 69, 0, 0}));
-
-    Record_File moved(std::move(f));
-    EXPECT_FALSE(f.Is_Open());
-    ASSERT_TRUE(moved.Is_Open());
-    EXPECT_EQ(moved.Record_Length(), 72u);
-    EXPECT_EQ(moved.Size(), 8u);
-    Record_File assigned;
-    assigned = std::move(moved);
-    EXPECT_FALSE(moved.Is_Open());
-    EXPECT_EQ(assigned.Size(), 8u);
-}
-
-// Sets the write budget of the file layer for one test and lifts it again.
-struct Write_Budget {
-    explicit Write_Budget(long long bytes) { record_file_hook::Write_Budget = bytes; }
-    ~Write_Budget() { record_file_hook::Write_Budget = -1; }
-};
 
 TEST(RecordFile, WhatIsNotARegularFileIsRefusedWithoutWaiting) {
     Temp_Folder dir;
@@ -224,4 +173,4 @@ TEST(RecordFile, WriteBudgetFailsAsAFullDiskDoes) {
 }
 
 } // namespace
-} // namespace td
+} // namespace td::test
