@@ -16,43 +16,36 @@ TEST(Count_Char, EmptyInputsAndCounts) {
     EXPECT_EQ(Count_Char("мама", "а"), 2);
 }
 
+// The wanted piece (a negative number taken as positive), the pieces found, and the array from
+// element 1 on, the rest of its room empty; no delimiter, or one never found, gives the whole
+// source; a trailing delimiter gives an empty last piece.
 TEST(Extract_String, WantedPieceFoundCountAndArrayLayout) {
-    std::vector<std::string> parts{"stale", "stale"};
-    Extract_Result r = Extract_String("root\\12\\5", 2, parts, 10, 1, "\\", nullptr);
-    EXPECT_EQ(r.piece, "12");
-    EXPECT_EQ(r.found, 3);
-    EXPECT_FALSE(r.overflow);
-    EXPECT_EQ(parts, (std::vector<std::string>{"", "root", "12", "5", "", "", "", "", "", ""}));
-    EXPECT_GE(r.elapsed, 0.0);
-
-    // The last piece, a negative number taken as positive, and a piece that isn't there.
-    EXPECT_EQ(Extract_String("a,b,c", 3, parts, 10, 0, ",", nullptr).piece, "c");
-    EXPECT_EQ(Extract_String("a,b,c", -1, parts, 10, 0, ",", nullptr).piece, "a");
-    r = Extract_String("a,b,c", 4, parts, 10, 0, ",", nullptr);
-    EXPECT_EQ(r.piece, "");
-    EXPECT_EQ(r.found, 3);
-}
-
-TEST(Extract_String, DelimiterEdgeCases) {
-    std::vector<std::string> parts;
-    // No delimiter: the whole source is one piece.
-    Extract_Result r = Extract_String("a,b", 1, parts, 5, 0, "", nullptr);
-    EXPECT_EQ(r.piece, "a,b");
-    EXPECT_EQ(r.found, 1);
-
-    // A delimiter of several characters, and a trailing one giving an empty last piece.
-    r = Extract_String("x::y::", 2, parts, 5, 0, "::", nullptr);
-    EXPECT_EQ(r.piece, "y");
-    EXPECT_EQ(r.found, 3);
-    EXPECT_EQ(parts[3], "");
-
-    // A delimiter that never occurs, and an empty source.
-    r = Extract_String("abc", 1, parts, 5, 0, "\\", nullptr);
-    EXPECT_EQ(r.piece, "abc");
-    EXPECT_EQ(r.found, 1);
-    r = Extract_String("", 1, parts, 5, 0, "\\", nullptr);
-    EXPECT_EQ(r.piece, "");
-    EXPECT_EQ(r.found, 1);
+    const struct {
+        const char *source, *delimiter;
+        int wanted;
+        const char* piece;
+        int found;
+        std::vector<std::string> parts;
+    } rows[] = {
+        {"root\\12\\5", "\\", 2, "12", 3, {"", "root", "12", "5", "", "", "", "", "", ""}},
+        {"a,b,c", ",", 3, "c", 3, {"", "a", "b", "c", "", "", "", "", "", ""}},
+        {"a,b,c", ",", -1, "a", 3, {"", "a", "b", "c", "", "", "", "", "", ""}},
+        {"a,b,c", ",", 4, "", 3, {"", "a", "b", "c", "", "", "", "", "", ""}},
+        {"a,b", "", 1, "a,b", 1, {"", "a,b", "", "", "", "", "", "", "", ""}},
+        {"x::y::", "::", 2, "y", 3, {"", "x", "y", "", "", "", "", "", "", ""}},
+        {"abc", "\\", 1, "abc", 1, {"", "abc", "", "", "", "", "", "", "", ""}},
+        {"", "\\", 1, "", 1, {"", "", "", "", "", "", "", "", "", ""}},
+    };
+    for (const auto& row : rows) {
+        std::vector<std::string> parts{"stale", "stale"};
+        const Extract_Result r =
+            Extract_String(row.source, row.wanted, parts, 10, 1, row.delimiter, nullptr);
+        EXPECT_EQ(r.piece, row.piece) << row.source;
+        EXPECT_EQ(r.found, row.found) << row.source;
+        EXPECT_FALSE(r.overflow) << row.source;
+        EXPECT_EQ(parts, row.parts) << row.source;
+        EXPECT_GE(r.elapsed, 0.0);
+    }
 }
 
 TEST(Extract_String, OverflowReportsInModeOneAndIsQuietInModeZero) {

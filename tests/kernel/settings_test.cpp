@@ -133,56 +133,49 @@ TEST_F(Settings_File, MissingEmptyOrUnreadableFileTakesTheFatalPath) {
     EXPECT_TRUE(bar.empty());
 }
 
-TEST_F(Settings_File, Read_SettingsReadsEveryKeyAndMovesTheBar) {
-    folder.Write("td.ini", "[Tally depot beta]\n"
-                           "User = Бухгалтер\n"
-                           "Company = ООО Топливная компания\n"
-                           "Databases = \\data\n"
-                           "Company_DB = Co.dat\n"
-                           "Towns_DB = Tw.dat\n"
-                           "Establishment_DB = Es.dat\n"
-                           "DB_Ext = xdb\n"
-                           "Database = Main.cdb\n"
-                           "Fuel_DB = Fu.dat\n"
-                           "BackUp = Main.cbk\n"
-                           "User_Volume = Uv.dat\n"
-                           "CS_PATH = D:\\Tools\n"
-                           "Cache_Diff = Cd.dat\n"
-                           "Cache_Used = Cu.dat\n"
-                           "Cache_User = Cus.dat\n"
-                           "[end]\n");
+// Every key of the settings file into its field, or the field's default where the key is missing;
+// the bar moves as the keys are read. The program path gets its file name behind one backslash.
+TEST_F(Settings_File, Read_SettingsReadsEveryKeyOrItsDefault) {
+    const struct {
+        const char *key, *value;
+        std::string Settings::*field;
+        const char *read, *by_default;
+    } keys[] = {
+        {"User", "Бухгалтер", &Settings::User_Name, "Бухгалтер", ""},
+        {"Company", "ООО Топливо", &Settings::Company_Name, "ООО Топливо", ""},
+        {"Databases", "\\data", &Settings::Databases_Path, "\\data", "/opt/td"},
+        {"Company_DB", "Co.dat", &Settings::Company_File, "Co.dat", "Company_Db.dat"},
+        {"Towns_DB", "Tw.dat", &Settings::Towns_File, "Tw.dat", "Towns.dat"},
+        {"Establishment_DB", "Es.dat", &Settings::Establishments_File, "Es.dat",
+         "Establishments.dat"},
+        {"DB_Ext", "xdb", &Settings::DB_Extension, "xdb", "ddb"},
+        {"Database", "Main.cdb", &Settings::Database_File, "Main.cdb", "TD.cdb"},
+        {"Fuel_DB", "Fu.dat", &Settings::Fuel_File, "Fu.dat", "Fuel.dat"},
+        {"BackUp", "Main.cbk", &Settings::Backup_File, "Main.cbk", "TD.cbk"},
+        {"User_Volume", "Uv.dat", &Settings::User_Volume_File, "Uv.dat", "UsVol.dat"},
+        {"CS_PATH", "D:\\Tools", &Settings::CS_Program_Path, "D:\\Tools\\Cloud sculptor.exe",
+         "Not define"},
+        {"Cache_Diff", "Cd.dat", &Settings::Cache_Diff_File, "Cd.dat", "Cache_d.dat"},
+        {"Cache_Used", "Cu.dat", &Settings::Cache_Used_File, "Cu.dat", "Cache_u.dat"},
+        {"Cache_User", "Cus.dat", &Settings::Cache_User_File, "Cus.dat", "Cache_Users.dat"},
+    };
+    std::string text = "[Tally depot beta]\n";
+    for (const auto& k : keys)
+        text += std::string(k.key) + " = " + k.value + "\n";
+    folder.Write("td.ini", text + "[end]\n");
     std::vector<int> bar;
-    Settings s = Read_Settings(Ini(), "/opt/td", ui, [&bar](int value) { bar.push_back(value); });
-    EXPECT_EQ(s.User_Name, "Бухгалтер");
-    EXPECT_EQ(s.Company_Name, "ООО Топливная компания");
-    EXPECT_EQ(s.Databases_Path, "\\data");
-    EXPECT_EQ(s.Company_File, "Co.dat");
-    EXPECT_EQ(s.Towns_File, "Tw.dat");
-    EXPECT_EQ(s.Establishments_File, "Es.dat");
-    EXPECT_EQ(s.DB_Extension, "xdb");
-    EXPECT_EQ(s.Database_File, "Main.cdb");
-    EXPECT_EQ(s.Fuel_File, "Fu.dat");
-    EXPECT_EQ(s.Backup_File, "Main.cbk");
-    EXPECT_EQ(s.User_Volume_File, "Uv.dat");
-    EXPECT_EQ(s.CS_Program_Path, "D:\\Tools\\Cloud sculptor.exe");
-    EXPECT_EQ(s.Cache_Diff_File, "Cd.dat");
-    EXPECT_EQ(s.Cache_Used_File, "Cu.dat");
-    EXPECT_EQ(s.Cache_User_File, "Cus.dat");
+    const Settings read =
+        Read_Settings(Ini(), "/opt/td", ui, [&bar](int value) { bar.push_back(value); });
     EXPECT_EQ(bar, (std::vector<int>{2, 3, 4, 4, 5, 6, 7, 8, 9}));
-}
+    folder.Write("td.ini", "[Tally depot beta]\n[end]\n");
+    const Settings defaults = Read_Settings(Ini(), "/opt/td", ui);
+    for (const auto& k : keys) {
+        EXPECT_EQ(read.*k.field, k.read) << k.key;
+        EXPECT_EQ(defaults.*k.field, k.by_default) << k.key;
+    }
 
-TEST_F(Settings_File, Read_SettingsDefaultsAndTheSiblingProgramPath) {
     folder.Write("td.ini", "[Tally depot beta]\nCS_PATH = E:\\Cloud\\\n[end]\n");
-    Settings s = Read_Settings(Ini(), "/opt/td", ui);
-    EXPECT_EQ(s.User_Name, "");
-    EXPECT_EQ(s.Company_Name, "");
-    EXPECT_EQ(s.Databases_Path, "/opt/td");
-    EXPECT_EQ(s.Company_File, "Company_Db.dat");
-    EXPECT_EQ(s.Database_File, "TD.cdb");
-    EXPECT_EQ(s.Cache_User_File, "Cache_Users.dat");
-    // A value ending in a backslash doesn't get a second one.
-    EXPECT_EQ(s.CS_Program_Path, "E:\\Cloud\\Cloud sculptor.exe");
-
+    EXPECT_EQ(Read_Settings(Ini(), "/opt/td", ui).CS_Program_Path, "E:\\Cloud\\Cloud sculptor.exe");
     folder.Write("td.ini", "[Tally depot beta]\nCS_PATH = Not define\n");
     EXPECT_EQ(Read_Settings(Ini(), "/opt/td", ui).CS_Program_Path, "Not define");
 }
