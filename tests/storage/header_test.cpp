@@ -130,25 +130,15 @@ TEST(Header, FailuresAndGarbage) {
     EXPECT_FALSE(v.checksum_agrees);
 }
 
+// What tdctl's verify and rebuild don't meet on the fixtures of tests/data: a count that is no
+// number, a file of the header page alone, an offset below 0 from a damaged head.
 TEST(Header, CountFaultsAndWholeRecords) {
-    EXPECT_EQ(Ticket_Count_Fault(0), "");
     EXPECT_EQ(Ticket_Count_Fault(99999999), "");
-    EXPECT_EQ(Ticket_Count_Fault(-1), "is negative");
     EXPECT_EQ(Ticket_Count_Fault(100000000), "has more than 8 digits");
-    EXPECT_EQ(Ticket_Count_Fault(1e300), "has more than 8 digits");
     EXPECT_EQ(Ticket_Count_Fault(std::numeric_limits<double>::infinity()), "is not a number");
-
-    // 350 bytes: the header page alone, no record. 432: the header area. A part record is none.
     EXPECT_EQ(Whole_Records_Behind(350, 6, 72), 0);
-    EXPECT_EQ(Whole_Records_Behind(432, 6, 72), 0);
-    EXPECT_EQ(Whole_Records_Behind(432 + 20 * 72 + 71, 6, 72), 20);
-    EXPECT_EQ(Whole_Records_Behind(432 + 20 * 72, 0, 72), 26);
     EXPECT_EQ(Records_Beyond_Count(350, 6, 0, 72), 0);
-    EXPECT_EQ(Records_Beyond_Count(432 + 20 * 72, 6, 20, 72), 0);
-    EXPECT_EQ(Records_Beyond_Count(432 + 20 * 72, 6, 9, 72), 11);
-    EXPECT_EQ(Records_Beyond_Count(432 + 20 * 72 + 71, 6, 0, 72), 20);
-    EXPECT_EQ(Records_Beyond_Count(432 + 20 * 72, 6, 90000020, 72), 0);
-    EXPECT_EQ(Records_Beyond_Count(432 + 20 * 72, 0, 0, 72), 26);
+    EXPECT_EQ(Whole_Records_Behind(432 + 20 * 72 + 71, 6, 72), 20);
     EXPECT_EQ(Records_Beyond_Count(432 + 20 * 72, -2, 10, 72), 18); // ticket 10 is record 8
 }
 
