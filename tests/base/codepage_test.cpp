@@ -37,11 +37,6 @@ TEST(Codepage, EveryByteReadsAsTheLibraryReadsIt) {
         EXPECT_EQ(Cp1251_To_Utf8(byte), expected) << b;
         EXPECT_EQ(Utf8_To_Cp1251(expected), byte) << b;
     }
-    // A name as the company file holds it, with its padding.
-    EXPECT_EQ(Cp1251_To_Utf8("\xCE\xCE\xCE \xAB\xD0\xEE\xEC\xE0\xF8\xEA\xE0\xBB \xB9"
-                             "5  "),
-              "ООО «Ромашка» №5  ");
-    EXPECT_EQ(Utf8_To_Cp1251("Ёлка-ёж"), "\xA8\xEB\xEA\xE0-\xB8\xE6");
 }
 
 TEST(Codepage, EveryCharacterWritesAsTheLibraryWritesIt) {

@@ -85,8 +85,7 @@ TEST(Dates, TimeOfDayNeverChangesTheDay) {
                  {-1e15, 0, true, true},
                  {0, 1e300, true, true},
                  {-1e300, 0, true, true},
-                 {4e18, 4e18, false, true},
-                 {-inf, -inf, false, true}};
+                 {4e18, 4e18, false, true}};
     for (const auto& p : pairs) {
         SCOPED_TRACE(testing::Message() << p.a << " " << p.b);
         EXPECT_EQ(Date_Before(p.a, p.b), p.before);

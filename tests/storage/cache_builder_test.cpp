@@ -344,7 +344,6 @@ TEST_F(Cache_Builder, AddModePutsACompanyIntoTheFirstFreeRecord) {
     Bytes users(64, 0);
     users[0] = 1;
     Put(users, 1, std::int32_t{4});
-    users[32] = 0;
     std::memcpy(users.data() + 37, "OLD NAME", 8);
     Write_All_Bytes(Path("Cache_Users.dat"), users);
 

@@ -63,7 +63,6 @@ std::string File_Text(const std::string& path) {
 TEST(Header, PageBytesForZeroAndManyTickets) {
     Temp_Folder dir;
     const std::string zero = Expected_Page("00000000", Version_From_Build());
-    ASSERT_EQ(zero.size(), 350u);
     ASSERT_TRUE(Create_Header(dir.File("zero.cdb"), 0));
     EXPECT_EQ(File_Text(dir.File("zero.cdb")), zero);
     // No count yet (first creation) writes the same eight zeros.

@@ -20,12 +20,6 @@ Bytes Pattern(std::size_t n, std::uint8_t start) {
     std::iota(b.begin(), b.end(), start);
     return b;
 }
-Bytes Join(std::initializer_list<Bytes> parts) {
-    Bytes all;
-    for (const Bytes& part : parts)
-        all.insert(all.end(), part.begin(), part.end());
-    return all;
-}
 
 // Only a read-write open creates a file; a read-only handle refuses writes, a record number below
 // 1 and a record length of 0 are refused either way; a moved handle goes on with its length.

@@ -1,21 +1,16 @@
 // Byte layouts: every field at its offset, every record at its size, text in code page 1251. (The
 // number index, totals and buyer list records are laid out byte for byte by the whole pass's test.)
 #include "base/codepage.h"
+#include "storage/cache_fixture.h"
 #include "storage/records.h"
 
-#include <bit>
 #include <cstring>
 #include <gtest/gtest.h>
 #include <string>
 #include <vector>
 
-namespace td {
+namespace td::test {
 namespace {
-
-static_assert(std::endian::native == std::endian::little,
-              "the expected bytes below are taken from the host's own layout");
-
-using Bytes = std::vector<std::uint8_t>;
 
 // Encodes twice, over a buffer of zeros and over a buffer of 0xFF, each with a guard behind the
 // record: equal results prove that the encoder writes every byte of the record, the untouched
@@ -43,13 +38,6 @@ Bytes F64(double v) {
 }
 Bytes Text(const std::string& s) {
     return Bytes(s.begin(), s.end());
-}
-// The fields of a record one after the other, as expected on disk.
-Bytes Join(std::initializer_list<Bytes> fields) {
-    Bytes all;
-    for (const Bytes& field : fields)
-        all.insert(all.end(), field.begin(), field.end());
-    return all;
 }
 
 TEST(Records, TicketRecordLayout) {
@@ -235,4 +223,4 @@ TEST(Records, UserVolumeLayout) {
 }
 
 } // namespace
-} // namespace td
+} // namespace td::test

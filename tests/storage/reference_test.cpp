@@ -1,9 +1,9 @@
 // Reference files: loading stops at the first free slot, adding takes the lowest free slot.
 #include "base/text.h"
+#include "storage/cache_fixture.h"
 #include "storage/file_failure.h"
 #include "storage/record_file.h"
 #include "storage/reference.h"
-#include "support/temp_folder.h"
 
 #include <cerrno>
 #include <filesystem>
@@ -13,8 +13,6 @@
 
 namespace td::test {
 namespace {
-
-using Bytes = std::vector<std::uint8_t>;
 
 Bytes Company(std::uint8_t exists, const std::string& name, const std::string& code = "") {
     Company_Record c;
@@ -33,13 +31,6 @@ Bytes Name(std::uint8_t exists, const std::string& name) {
     Bytes raw(Name_Record_Size);
     Encode(n, raw.data());
     return raw;
-}
-
-Bytes Join(const std::vector<Bytes>& records) {
-    Bytes all;
-    for (const Bytes& r : records)
-        all.insert(all.end(), r.begin(), r.end());
-    return all;
 }
 
 TEST(Reference, CompanyTableLoadsUpToTheFirstFreeSlot) {
