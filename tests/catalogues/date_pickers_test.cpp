@@ -2,6 +2,7 @@
 // of coupons being sold.
 #include "catalogues/date_pickers.h"
 #include "storage/cache_fixture.h"
+#include "support/reference_writers.h"
 
 #include <gtest/gtest.h>
 #include <string>
@@ -9,10 +10,6 @@
 
 namespace td::test {
 namespace {
-
-double Total(const Bytes& file, int element, int fuel) {
-    return bytes::Get_F64(file.data() + (element - 1) * 84 + 4 + 8 * fuel);
-}
 
 struct Recording_Panel : Date_Panel {
     std::vector<std::string> texts;
@@ -62,26 +59,11 @@ protected:
 
 TEST_F(Date_Pickers, WorkingDateWithNoBrowserOpenStillRebuildsBothTotals) {
     const double day = today - 10;
-    Write_Database({
-        Make_Ticket({.fuel = 1, .volume = 20, .company = 3, .sell = day - 2}),
-        Make_Ticket({.fuel = 1, .volume = 40, .company = 3, .sell = day + 1}), // sold later
-        Make_Ticket({.fuel = 2,
-                     .volume = 50,
-                     .company = 5,
-                     .sell = day - 3,
-                     .used = 1,
-                     .validation = day,
-                     .real = 49.5,
-                     .station = 2}),
-        Make_Ticket({.fuel = 2,
-                     .volume = 50,
-                     .company = 5,
-                     .sell = day - 3,
-                     .used = 1,
-                     .validation = day - 1,
-                     .real = 30,
-                     .station = 2}), // drawn the day before
-    });
+    Write_Database({Make_Ticket({1, 20, 3, day - 2}),
+                    Make_Ticket({1, 40, 3, day + 1}), // sold later
+                    Make_Ticket({2, 50, 5, day - 3, "000001", 1, 0, day, 49.5, 2}),
+                    // drawn the day before
+                    Make_Ticket({2, 50, 5, day - 3, "000001", 1, 0, day - 1, 30, 2})});
     // Stale totals of another day that must go.
     Write_All_Bytes(Path("Cache_d.dat"), Bytes(16384 * 84, 7));
     Write_All_Bytes(Path("Cache_u.dat"), Bytes(256 * 84, 7));
@@ -98,14 +80,12 @@ TEST_F(Date_Pickers, WorkingDateWithNoBrowserOpenStillRebuildsBothTotals) {
     EXPECT_EQ(state.Current_Date, day);
     EXPECT_EQ(panel.texts, std::vector<std::string>{"Текущая дата: 05.03.2024"});
 
-    Bytes buyers = File_Bytes("Cache_d.dat");
-    ASSERT_EQ(buyers.size(), 16384u * 84);
-    EXPECT_EQ(Total(buyers, 3, 1), 20.0);
-    EXPECT_EQ(Total(buyers, 5, 2), 0.0);
-    EXPECT_EQ(Total(buyers, 1, 0), 0.0);
-    Bytes stations = File_Bytes("Cache_u.dat");
-    ASSERT_EQ(stations.size(), 256u * 84);
-    EXPECT_EQ(Total(stations, 2, 2), 49.5);
+    EXPECT_EQ(File_Bytes("Cache_d.dat").size(), 16384u * 84);
+    EXPECT_EQ(Read_Total(Path("Cache_d.dat"), 3, 1), 20.0);
+    EXPECT_EQ(Read_Total(Path("Cache_d.dat"), 5, 2), 0.0);
+    EXPECT_EQ(Read_Total(Path("Cache_d.dat"), 1, 0), 0.0);
+    EXPECT_EQ(File_Bytes("Cache_u.dat").size(), 256u * 84);
+    EXPECT_EQ(Read_Total(Path("Cache_u.dat"), 2, 2), 49.5);
     EXPECT_FALSE(ui.progress_visible);
     EXPECT_TRUE(ui.main_window_enabled);
     // Nothing is remembered here: the date is saved at exit.

@@ -27,13 +27,9 @@ protected:
     }
     std::vector<Ticket_Record> Tickets(int n, int volume) {
         std::vector<Ticket_Record> tickets;
-        for (int i = 0; i < n; ++i) {
-            Ticket_Fields f;
-            f.serial = std::to_string(100000 + i);
-            f.volume = volume;
-            f.sell = today - 1;
-            tickets.push_back(Make_Ticket(f));
-        }
+        for (int i = 0; i < n; ++i)
+            tickets.push_back(Make_Ticket(
+                {.volume = volume, .sell = today - 1, .serial = std::to_string(100000 + i)}));
         return tickets;
     }
 };

@@ -137,11 +137,6 @@ TEST_F(Sale_Operations_Test, BuyerNotFoundIsToldAndAnEmptyDatabaseAcceptsAll) {
     EXPECT_EQ(rows.back(), "|Номер: 000001 кол-во: 1 шт.|");
 }
 
-// Little-endian bytes of our own, at the documented offsets of a ticket.
-template <typename T> void Put(Bytes& bytes, std::size_t at, T value) {
-    std::memcpy(bytes.data() + at, &value, sizeof value);
-}
-
 TEST_F(Sale_Operations_Test, AppendedTicketBalanceIndexEntryAndHeaderAreOnDiskByteForByte) {
     Standard_Database(false);
     auto screen = Screen_For("ДТ", "020");

@@ -7,6 +7,7 @@
 #include "storage/file_safety.h"
 #include "storage/redemption_note.h"
 #include "storage/reference.h"
+#include "support/reference_writers.h"
 #include "tickets/result_log.h"
 #include "tickets/shop.h"
 
@@ -72,29 +73,9 @@ protected:
     }
 
     void Install(const std::vector<std::string>& stations = {"АЗС-1", "АЗС-2", "АЗС-3", "АЗС-4"}) {
-        Bytes fuel(Fuel_Slots * Fuel_Record_Size);
-        const char* fuels[] = {"АИ-92", "АИ-95"};
-        for (std::size_t i = 0; i < Fuel_Slots; ++i) {
-            Fuel_Record record;
-            record.Exists = 1;
-            record.Name = i < 2 ? fuels[i] : "";
-            Encode(record, fuel.data() + i * Fuel_Record_Size);
-        }
-        Write_All_Bytes(Path(state.settings.Fuel_File), fuel);
-        Bytes names(16 * Name_Record_Size);
-        for (std::size_t i = 0; i < 16; ++i) {
-            Name_Record record;
-            record.Exists = 1;
-            record.Name = i < stations.size() ? stations[i] : "";
-            Encode(record, names.data() + i * Name_Record_Size);
-        }
-        Write_All_Bytes(Path(state.settings.Establishments_File), names);
-        Bytes volumes(2 * User_Volume_Record_Size);
-        User_Volume_Record volume;
-        volume.Exists = 1;
-        volume.Litres = 15;
-        Encode(volume, volumes.data());
-        Write_All_Bytes(Path(state.settings.User_Volume_File), volumes);
+        ASSERT_TRUE(test::Write_Fuels(Path(state.settings.Fuel_File), {"АИ-92", "АИ-95"}));
+        ASSERT_TRUE(test::Write_Stations(Path(state.settings.Establishments_File), stations));
+        ASSERT_TRUE(test::Write_User_Volumes(Path(state.settings.User_Volume_File), {15}));
         Write_Companies({"Альфа", "Бета"});
         Write_Database(tickets);
         // What the start-up reads from the header.
@@ -152,10 +133,8 @@ protected:
         return {db[at], Get<double>(db, at + 8), Get<std::int32_t>(db, at + 30),
                 Get<double>(db, at + 44)};
     }
-    // Fuel_Total(fuel) of a record of a totals file.
     double Total(const std::string& file, int record, int fuel) const {
-        const Bytes bytes = File_Bytes(file);
-        return Get<double>(bytes, (record - 1) * Cache_Record_Size + 4 + fuel * 8);
+        return Read_Total(Path(file), record, fuel);
     }
 };
 
@@ -483,6 +462,7 @@ TEST_F(Shop_Test, EarlyEndsWriteNothing) {
               "База данных занята другой программой. Талоны не списаны.");
 
     // No station to choose: a clear message, nothing written.
+    Write_All_Bytes(Path(state.settings.Establishments_File), {});
     Install({});
     auto bare = Open(-1, 0, "020");
     EXPECT_EQ(bare->ListView1.Count(), 0);
