@@ -328,29 +328,6 @@ TEST_F(Browsers_Test, BothBrowsersThroughTheirFrame) {
     EXPECT_EQ(Width_Kept("RsTsC", 0), "4800");
     EXPECT_EQ(Width_Kept("RsTsC", 1), "");
     EXPECT_TRUE(station_frame.Widths_Kept());
-    // The buyer's widest code path is that of a level 3 company, whatever level the grid shows.
-    Companies({{"1", "", "", "Группа", {}},
-               {"20", "1", "", "Дочка", {}},
-               {"1234", "1", "20", "Внучка с длинным именем", {}}});
-    EXPECT_FALSE(buyer_frame.Widths_Kept());
-    const auto texts = buyer.First_Layout_Texts();
-    ASSERT_EQ(texts.size(), 2u);
-    EXPECT_EQ(texts[0].col, 1);
-    EXPECT_EQ(texts[0].widest, "1:1:20:1234");
-    EXPECT_EQ(texts[1].col, 2);
-    EXPECT_EQ(texts[1].widest, "Внучка с длинным именем");
-    buyer_frame.First_Widths({{1, 1200}, {2, 1500}}, 12000);
-    EXPECT_EQ(buyer.MSFlexGrid1.Column_Width(1), 1200);
-    EXPECT_EQ(buyer.MSFlexGrid1.Column_Width(2), 1500);
-    EXPECT_EQ(buyer.MSFlexGrid1.Column_Width(3), 960);
-    EXPECT_EQ(Width_Kept("SlTsC", 1), "1200");
-    EXPECT_EQ(Width_Kept("SlTsC", 2), "1500");
-    EXPECT_EQ(Width_Kept("SlTsC", 3), "");
-    // A resize restores from the store: the fitted columns stay, the others are 960.
-    buyer.Form_Resize();
-    EXPECT_EQ(buyer.MSFlexGrid1.Column_Width(1), 1200);
-    EXPECT_EQ(buyer.MSFlexGrid1.Column_Width(5), 960);
-
     // The popups of the main window, by name, with what each click allows.
     station.MSFlexGrid1.Set_Row(1);
     station.MSFlexGrid1.Set_Col(1);
