@@ -116,25 +116,14 @@ std::vector<std::string> Numbered_Rows(int count, const std::string& marker = ""
     return rows;
 }
 
+// Sixty rows a page, the status of each page and the painted rows of a statistics are seen through
+// the views in tests/qt; here the edge of a full page and the rules of the paint.
 TEST_F(Reports_Test, ViewersPageSixtyRowsAndPaintFlaggedRows) {
-    Report_Lists().Report_Rows = Numbered_Rows(61);
+    // Exactly 60 rows: a second, empty page. Column 0 is half as wide again as the others.
+    Report_Lists().Report_Rows = Numbered_Rows(60);
     Report_Viewer full(Viewer_Kind::Reports_F, state, ui);
     full.Show_Report("cap", "title", 2, {}, 10000);
-    EXPECT_EQ(full.Pages(), 2);
-    EXPECT_EQ(full.Status_Label, "Отображены записи №№ 1 - 60 из 61");
-    EXPECT_EQ(full.MSFlexGrid1.Text(1, 0), "row 1");
-    EXPECT_EQ(full.MSFlexGrid1.Text(60, 0), "row 60");
-    full.Set_Page(2);
-    EXPECT_EQ(full.Status_Label, "Отображены записи №№ 61 - 61 из 61");
-    EXPECT_EQ(full.Scroll_Tooltip, full.Status_Label);
-    EXPECT_EQ(full.MSFlexGrid1.Text(1, 0), "row 61");
-    EXPECT_EQ(full.MSFlexGrid1.Text(2, 0), "");
-    // Column 0 half as wide again as the others.
     EXPECT_EQ(full.MSFlexGrid1.Column_Width(0), static_cast<int>((10000 - 375) / 2.5 * 1.5));
-
-    // Exactly 60 rows: a second, empty page.
-    Report_Lists().Report_Rows = Numbered_Rows(60);
-    full.Show_Report("cap", "title", 2, {}, 10000);
     EXPECT_EQ(full.Pages(), 2);
     full.Set_Page(2);
     EXPECT_EQ(full.Status_Label, "Отображены записи №№ 61 - 60 из 60");
