@@ -112,60 +112,48 @@ TEST_F(Date_Pickers, WorkingDateRefreshesOnlyTheOpenBrowsers) {
                                         "station refresh 29.02.2024"}));
 }
 
-TEST_F(Date_Pickers, FirstPeriodPresetsTheYearSoFarAndIsRemembered) {
+TEST_F(Date_Pickers, APeriodIsPresetRememberedAsChosenAndSwappedForTheReport) {
+    // The first period presets the year so far.
     clock.today = Date_Serial(2026, 11, 23);
     std::string label;
-    bool asked = Ask_Period(state, clock, settings, [&](Cld_Usr& dialog) {
+    EXPECT_TRUE(Ask_Period(state, clock, settings, [&](Cld_Usr& dialog) {
         label = dialog.Label1;
         EXPECT_EQ(dialog.Calendar2.Month_Caption(), "Январь 2026");
         dialog.Command1_Click();
-    });
-    EXPECT_TRUE(asked);
+    }));
     EXPECT_EQ(label, "Выбран период: [01.01.2026 - 23.11.2026]");
     EXPECT_EQ(state.Low_Date, Date_Serial(2026, 1, 1));
     EXPECT_EQ(state.High_Date, clock.today);
     EXPECT_EQ(Remembered("Low Date"), "01.01.2026");
     EXPECT_EQ(Remembered("High Date"), "23.11.2026");
 
-    // The next report opens on the remembered period.
-    Ask_Period(state, clock, settings, [&](Cld_Usr& dialog) {
-        EXPECT_EQ(dialog.Calendar2.value, Date_Serial(2026, 1, 1));
-        EXPECT_EQ(dialog.Calendar1.value, clock.today);
-        dialog.Command2_Click();
-    });
-}
-
-TEST_F(Date_Pickers, ReversedPeriodIsSwappedWhileTheSettingsKeepItAsChosen) {
+    // The next opens on it. Reversed, it is swapped for the report and remembered as chosen.
     const double late = Date_Serial(2025, 6, 30);
     const double early = Date_Serial(2025, 6, 1);
-    bool asked = Ask_Period(state, clock, settings, [&](Cld_Usr& dialog) {
+    EXPECT_TRUE(Ask_Period(state, clock, settings, [&](Cld_Usr& dialog) {
+        EXPECT_EQ(dialog.Calendar2.value, Date_Serial(2026, 1, 1));
+        EXPECT_EQ(dialog.Calendar1.value, clock.today);
         dialog.Set_Start(late + 0.75); // a time of day changes nothing
         dialog.Set_End(early);
         EXPECT_EQ(dialog.Label1, "Выбран период: [30.06.2025 - 01.06.2025]");
         dialog.Command1_Click();
-    });
-    EXPECT_TRUE(asked);
+    }));
     EXPECT_EQ(state.Low_Date, early);
     EXPECT_EQ(state.High_Date, late + 0.75);
     EXPECT_EQ(Remembered("Low Date"), "30.06.2025");
     EXPECT_EQ(Remembered("High Date"), "01.06.2025");
-}
 
-TEST_F(Date_Pickers, CancellingLeavesTheRememberedPeriod) {
-    settings.Save("Tally Depot", "Kernel", "Low Date", "01.02.2025");
-    settings.Save("Tally Depot", "Kernel", "High Date", "28.02.2025");
-    bool asked = Ask_Period(state, clock, settings, [&](Cld_Usr& dialog) {
-        EXPECT_EQ(dialog.Label1, "Выбран период: [01.02.2025 - 28.02.2025]");
+    // Cancelled: the remembered period stays, the report's dates are unset.
+    EXPECT_FALSE(Ask_Period(state, clock, settings, [&](Cld_Usr& dialog) {
         dialog.Command3_Click(); // "Тек. дата" moves the start and rewrites the label
         EXPECT_EQ(dialog.Calendar2.value, clock.today);
-        EXPECT_EQ(dialog.Label1, "Выбран период: [23.11.2026 - 28.02.2025]");
+        EXPECT_EQ(dialog.Label1, "Выбран период: [23.11.2026 - 01.06.2025]");
         dialog.Command2_Click();
-    });
-    EXPECT_FALSE(asked);
+    }));
     EXPECT_EQ(state.Low_Date, -1);
     EXPECT_EQ(state.High_Date, -1);
-    EXPECT_EQ(Remembered("Low Date"), "01.02.2025");
-    EXPECT_EQ(Remembered("High Date"), "28.02.2025");
+    EXPECT_EQ(Remembered("Low Date"), "30.06.2025");
+    EXPECT_EQ(Remembered("High Date"), "01.06.2025");
 }
 
 TEST_F(Date_Pickers, ValidityOkSetsTheDatesAndCaptionCancelGoesBackToUnlimited) {

@@ -81,32 +81,21 @@ TEST_F(Reports_Test, CancelledDialogsBuildNothing) {
     EXPECT_FALSE(Run_Statistics(state, clock, settings, request, cancel));
 }
 
-TEST_F(Reports_Test, StatisticsCellsTotalsAndStationList) {
+// The statistics' rows of coupons limited in time or to stations are on the report fixture.
+TEST_F(Reports_Test, StationListsAndACellWithoutCoupons) {
     EXPECT_EQ(Station_List(65536 + 2 + 8), "1, 3");
     EXPECT_EQ(Station_List(65536 + 65536), "16");
     EXPECT_EQ(Station_List(65536 + 1), "");
     EXPECT_EQ(Station_List(0), "");
 
-    Ticket_Record limited =
-        Make_Ticket({.fuel = 1, .volume = 20, .company = 2, .sell = Day(1), .serial = "000042"});
-    limited.Date_Limits = 1;
-    limited.Valid_From = Day(1);
-    limited.Expire_Date = Day(31);
-    limited.Establishment_Limits = 1;
-    limited.Establishments_Mask = 65536 + 4;
-    Load({limited, Make_Ticket({.fuel = 1, .volume = 20, .company = 3, .sell = Day(2)})});
-    Stat_Report buyer = Build_Buyer_Statistics(state, "1:10:101", 1, Stat_Scope::Current_Date);
-    ASSERT_EQ(buyer.rows.size(), 4u);
-    EXPECT_EQ(buyer.rows[0],
-              "000042\t20\t01.03.2024\t01.03.2024\t31.03.2024\t№№ 2\t\t\t\tРомашка\t*0");
-    EXPECT_EQ(buyer.rows[2], "Продано\t20\t1 шт\t\t\t\tСписано\t0\t\t\t*0");
-    EXPECT_EQ(buyer.value_labels, (std::vector<std::string>{"20 л", "0 л", "20 л"}));
-
-    // A cell without coupons.
+    Load({Make_Ticket({.fuel = 1, .volume = 20, .company = 3, .sell = Day(2)})});
     Stat_Report station = Build_Station_Statistics(state, 2, 1, Stat_Scope::Current_Date);
     ASSERT_EQ(station.rows.size(), 2u);
     EXPECT_EQ(station.rows[1], "Итого 0 шт\t0\t\t\t\t\t\t0\t\t\t*0");
     EXPECT_EQ(station.value_labels, (std::vector<std::string>{"0 л", "0 л"}));
+    Stat_Report buyer = Build_Buyer_Statistics(state, "1:10:101", 1, Stat_Scope::Current_Date);
+    ASSERT_EQ(buyer.rows.size(), 3u);
+    EXPECT_EQ(buyer.value_labels, (std::vector<std::string>{"0 л", "0 л", "0 л"}));
 }
 
 std::vector<std::string> Numbered_Rows(int count, const std::string& marker = "") {
