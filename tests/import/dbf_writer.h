@@ -108,8 +108,12 @@ inline std::string To_Code_Page(const std::string& utf8, bool cp866) {
     }
     return out;
 }
-inline std::string To_866(const std::string& utf8) { return To_Code_Page(utf8, true); }
-inline std::string To_1251(const std::string& utf8) { return To_Code_Page(utf8, false); }
+inline std::string To_866(const std::string& utf8) {
+    return To_Code_Page(utf8, true);
+}
+inline std::string To_1251(const std::string& utf8) {
+    return To_Code_Page(utf8, false);
+}
 
 // A company record of 276 bytes as the company file holds it: Exists, then Code, Kind_Code,
 // Group_Code and Subgroup_Code of 5 bytes and the name of 255, code page 1251, blank-padded.

@@ -12,9 +12,9 @@ class Delete_Test : public Maintenance_Test {
 protected:
     Delete_Test() {
         EXPECT_TRUE(test::Write_Fuels(Path(state.settings.Fuel_File), {"АИ-92", "", "ДТ"}));
-        EXPECT_TRUE(test::Write_Stations(Path(state.settings.Establishments_File), {"Север", "Юг"}));
         EXPECT_TRUE(
-            test::Write_User_Volumes(Path(state.settings.User_Volume_File), {5, 150, 2.5}));
+            test::Write_Stations(Path(state.settings.Establishments_File), {"Север", "Юг"}));
+        EXPECT_TRUE(test::Write_User_Volumes(Path(state.settings.User_Volume_File), {5, 150, 2.5}));
         Write_Companies({"Альфа", "Бета"});
     }
     Delete_records Make() {
@@ -27,7 +27,8 @@ protected:
     void Write_Mixed() {
         auto t = [&](const char* serial, int fuel, int used, int deleted, double when, double real,
                      int station) {
-            return Make_Ticket({fuel, 20, 1, today - 10, serial, used, deleted, when, real, station});
+            return Make_Ticket(
+                {fuel, 20, 1, today - 10, serial, used, deleted, when, real, station});
         };
         Write_Database({t("000101", 1, 0, 0, 0, 0, 0), t("000102", 1, 1, 0, today, 19.5, 1),
                         t("000103", 1, 1, 0, today - 3, 20, 2), t("000104", 1, 1, 1, today, 7, 1),

@@ -57,7 +57,9 @@ protected:
                      all.begin() + static_cast<long>(at + Ticket_Record_Size));
     }
 
-    double Total(const std::string& file, long n, int fuel) { return Read_Total(Path(file), n, fuel); }
+    double Total(const std::string& file, long n, int fuel) {
+        return Read_Total(Path(file), n, fuel);
+    }
 };
 
 } // namespace td::test

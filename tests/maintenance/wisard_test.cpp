@@ -45,8 +45,11 @@ TEST_F(Wisard_Test, PagesButtonsAndTheSummary) {
     w.OKButton_Click();
     EXPECT_TRUE(w.CancelButton_Enabled());
     // Page 2 takes a network path, a drive path or a path from the root.
-    const std::pair<const char*, bool> paths[] = {
-        {"", false}, {"backup", false}, {"\\\\server\\share", true}, {"D:\\Arc", true}, {"/srv/arc/", true}};
+    const std::pair<const char*, bool> paths[] = {{"", false},
+                                                  {"backup", false},
+                                                  {"\\\\server\\share", true},
+                                                  {"D:\\Arc", true},
+                                                  {"/srv/arc/", true}};
     for (const auto& [path, allowed] : paths) {
         w.BkR_Path_Change(path);
         EXPECT_EQ(w.OKButton_Enabled(), allowed) << path;

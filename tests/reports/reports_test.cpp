@@ -28,7 +28,8 @@ protected:
 
     Reports_Test() {
         Report_Lists() = Report_Store{};
-        Companies({{"10", "", "", "Север"}, {"101", "10", "", "Ромашка"}, {"102", "10", "", "Вектор"}});
+        Companies(
+            {{"10", "", "", "Север"}, {"101", "10", "", "Ромашка"}, {"102", "10", "", "Вектор"}});
         EXPECT_TRUE(test::Write_Fuels(Path(state.settings.Fuel_File), {"А-92", "", "ДТ"}));
     }
 
@@ -63,7 +64,8 @@ TEST_F(Reports_Test, ACouponOrACompanyOutOfRangeStopsTheReportAndIsNamed) {
         if (!c.companies.empty())
             Companies(c.companies);
         Load({Make_Ticket(c.ticket)});
-        Balance_Report report = Build_Balance_Report(state, *Find_Balance_Command("mnu_full_report"));
+        Balance_Report report =
+            Build_Balance_Report(state, *Find_Balance_Command("mnu_full_report"));
         EXPECT_FALSE(report.ok);
         for (const char* words : c.named)
             EXPECT_NE(report.failure.find(words), std::string::npos) << report.failure;
@@ -74,8 +76,8 @@ TEST_F(Reports_Test, CancelledDialogsBuildNothing) {
     Load({Make_Ticket({.fuel = 1, .volume = 20, .company = 2, .sell = Day(1)})});
     Report_Lists().Report_Rows = {"old"};
     auto cancel = [](Cld_Usr& dialog) { dialog.Command2_Click(); };
-    EXPECT_FALSE(Run_Balance_Command(state, clock, settings, *Find_Balance_Command("Mnu_Shop_Range"),
-                                     cancel));
+    EXPECT_FALSE(Run_Balance_Command(state, clock, settings,
+                                     *Find_Balance_Command("Mnu_Shop_Range"), cancel));
     EXPECT_EQ(Report_Lists().Report_Rows, std::vector<std::string>{"old"});
     Stat_Request request{.station = false, .period = true, .buyer_key = "1:10:101", .fuel = 1};
     EXPECT_FALSE(Run_Statistics(state, clock, settings, request, cancel));

@@ -39,7 +39,8 @@ bool Write_Stations(const std::string& path, const std::vector<std::string>& nam
                     bool blank_is_free) {
     std::vector<Name_Record> stations;
     for (const std::string& name : names)
-        stations.push_back({static_cast<std::uint8_t>(blank_is_free && name.empty() ? 0 : 1), name});
+        stations.push_back(
+            {static_cast<std::uint8_t>(blank_is_free && name.empty() ? 0 : 1), name});
     return Write_Records(path, Name_Record_Size, stations);
 }
 

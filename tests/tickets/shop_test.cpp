@@ -150,8 +150,8 @@ protected:
     }
 };
 
-// Six digits, "," and "." kept out of a number, Enter, Insert and Delete are driven through the view
-// in tests/qt; here the rules it doesn't reach.
+// Six digits, "," and "." kept out of a number, Enter, Insert and Delete are driven through the
+// view in tests/qt; here the rules it doesn't reach.
 TEST_F(Shop_Test, NumberListFollowsTheKeyTable) {
     Add("100001", 20);
     Install();
@@ -222,12 +222,12 @@ TEST_F(Shop_Test, NumberListFollowsTheKeyTable) {
 }
 
 TEST_F(Shop_Test, CheckJudgesEveryNumberThroughTheIndexAndWritesNothing) {
-    Add("100001", 20);             // 0: accepted
-    Dated("100002", today);        // 1: valid until today: accepted
-    Dated("100003", today - 1);    // 2: expired yesterday
-    Limited("100004", Mask({}));   // 3: exactly 65536: valid nowhere
-    Limited("100005", Mask({6}));  // 4: only station 6, above the list: station 2 passes
-    Limited("100006", Mask({3}));  // 5: only station 3
+    Add("100001", 20);            // 0: accepted
+    Dated("100002", today);       // 1: valid until today: accepted
+    Dated("100003", today - 1);   // 2: expired yesterday
+    Limited("100004", Mask({}));  // 3: exactly 65536: valid nowhere
+    Limited("100005", Mask({6})); // 4: only station 6, above the list: station 2 passes
+    Limited("100006", Mask({3})); // 5: only station 3
     Ticket_Record& redeemed = Add("100007", 20);
     redeemed.Used = 1; // 6: redeemed at station 3 on 01.03.2024
     redeemed.Establishment = 3;
@@ -345,7 +345,6 @@ TEST_F(Shop_Test, CommitBooksInPlaceWithBothTotalsAndRefusesASecondRow) {
     EXPECT_EQ(s.Frame_Caption, "Номера талонов.          К списанию: 40л.");
     EXPECT_FALSE(state.Redemption_Checked);
     EXPECT_EQ(s.Last_Outcome(), Redemption_Outcome::Refused);
-
 }
 
 TEST_F(Shop_Test, ScanWalkOfAnUnindexedVolumeAndItsTwoRows) {
