@@ -279,6 +279,19 @@ TEST_F(Sale_Operations_Test, ACommitWithoutCheckAsksAndRefusesThroughTheIndex) {
     EXPECT_EQ(File_Bytes(state.settings.Database_File), database);
 }
 
+// A volume the index doesn't hold (a user volume) is scanned: there too a deleted coupon's number
+// stays taken for a single sale.
+TEST_F(Sale_Operations_Test, AUserVolumeIsScannedAndADeletedNumberStaysTaken) {
+    Database({{"000150", 2, 150, 2, March_1, 0, 1}});
+    auto screen = Screen_For("АИ-95", "150");
+    const Bytes database = File_Bytes(state.settings.Database_File);
+    One(*screen, "150");
+    state.Sale_Checked = true;
+    screen->Command2_Click();
+    EXPECT_EQ(screen->Last_Outcome(), Sale_Outcome::Refused);
+    EXPECT_EQ(File_Bytes(state.settings.Database_File), database);
+}
+
 TEST_F(Sale_Operations_Test, WhatCantBeWrittenSafelyIsRefusedAndFailuresGoToTheFatalScreen) {
     Standard_Database(false);
     auto screen = Screen_For("АИ-92", "010");
