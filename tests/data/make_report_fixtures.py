@@ -324,6 +324,9 @@ def main():
     mf.write("reports/stats-buyer.out", buyer_stats("1:00010:00101", 1, False))
     mf.write("reports/stats-buyer-period.out", buyer_stats("1:00010:00101", 1, True))
     mf.write("reports/stats-buyer-level3.out", buyer_stats("1:00010:00101:00050", 3, False))
+    # A coupon valid for a period, and one valid at two stations.
+    mf.write("reports/stats-buyer-dates.out", buyer_stats("1:00010:00102", 3, False))
+    mf.write("reports/stats-buyer-mask.out", buyer_stats("1:00010:00101:00050", 1, False))
     mf.write("reports/ticket-redeemed.out", ticket_info("100002", 1, 20))
     mf.write("reports/ticket-sold.out", ticket_info("100003", 3, 10))
     # The number 100001 twice, with two fuels: the fuel decides.
