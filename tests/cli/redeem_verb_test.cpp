@@ -20,6 +20,8 @@ protected:
         sold[3].mask = 65536 + (1 << 3); // only station 3
         sold[4].valid_from = Working_Date - 30;
         sold[4].expire = Working_Date - 1;
+        sold[2].valid_from = Working_Date - 30;
+        sold[2].expire = Working_Date; // valid up to and including today
         Write_Database(sold);
         const Run_Result rebuild = Verb("rebuild");
         ASSERT_EQ(rebuild.exit_code, 0) << rebuild.err;

@@ -89,6 +89,7 @@ TEST_F(Tdctl, BadArgumentsAreRefusedAndWriteNothing) {
         {"date 31.02.2026", 2, "'31.02.2026' is not a date"},
         {"verify --yes", 2, "--yes goes with --recount only"},
         {"defrag --yes", 2, "--yes goes with --drop-uncounted only"},
+        {"rebuild --bogus", 2, "unknown argument '--bogus'"},
         {"fuel set 6 Керосин 1,2,3", 2, "'1,2,3' is not a price"},
         {"fuel set 9 X", 2, "'9' is not a slot number from 1 to 8"},
         {"station set 17 X", 2, "'17' is not a slot number from 1 to 16"},
@@ -107,7 +108,10 @@ TEST_F(Tdctl, BadArgumentsAreRefusedAndWriteNothing) {
         // Taken: refused by the check, nothing written without --force; with it the commit runs
         // and refuses the same number on its own.
         {sell + "10 --number 200002", 1, "refused by the check"},
+        {sell + "10 --from 199999 --count 3", 1, "refused by the check"}, // the last is taken
         {sell + "10 --first 200001 --last 200003 --force", 1, ""},
+        // A deleted coupon's number is taken too.
+        {"sell --buyer 1:00010:00002 --fuel ДТ --volume 20 --number 300002 --force", 1, ""},
         {redeem + "12a", 2, "tdctl redeem: "},
         {redeem + "1234567", 2, "tdctl redeem: "},
         {redeem + "100001:1,2,3", 2, "tdctl redeem: "},
