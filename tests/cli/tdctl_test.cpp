@@ -57,11 +57,12 @@ TEST_F(Tdctl, TheDemoInstallationIsSound) {
 
 TEST_F(Tdctl, TotalsFollowTheWorkingDate) {
     Install();
-    // A working date before every sale: nobody holds unredeemed litres, nothing was redeemed.
-    const Run_Result set = Verb("date 01.01.2000");
+    // A working date before every sale (the last of its month): nobody holds unredeemed litres,
+    // nothing was redeemed.
+    const Run_Result set = Verb("date 31.01.2000");
     ASSERT_EQ(set.exit_code, 0) << set.err;
-    EXPECT_EQ(set.out, "01.01.2000\n");
-    EXPECT_EQ(Verb("date").out, "01.01.2000\n");
+    EXPECT_EQ(set.out, "31.01.2000\n");
+    EXPECT_EQ(Verb("date").out, "31.01.2000\n");
     EXPECT_EQ(Verb("totals buyers").out, "");
     EXPECT_EQ(Verb("totals stations").out, "");
     // Back on the date the fixture's totals were worked out for.
