@@ -1,24 +1,15 @@
 // The two browser windows, offscreen, on a small temporary installation: the buyer browser's
 // first rows, the sort menu and buttons while a browser is in front, one window of each at most,
 // and the registry the working date picker refreshes.
-#include "base/dates.h"
 #include "base/ports.h"
 #include "browsers/resolve_tickets.h"
 #include "browsers/sell_ticets.h"
 #include "catalogues/date_pickers.h"
-#include "kernel/state.h"
 #include "qt/browser_views.h"
-#include "qt/grid_view.h"
 #include "qt_test_support.h"
-#include "storage/record_file.h"
 #include "storage/reference.h"
-#include "support/reference_writers.h"
 
 #include <QFontMetrics>
-#include <QLabel>
-#include <QMdiArea>
-#include <QMdiSubWindow>
-#include <QMenu>
 
 using namespace td;
 using namespace td::test;

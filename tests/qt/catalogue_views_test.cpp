@@ -2,24 +2,16 @@
 // clicks and key presses in the real windows, then what the files hold after "Сохранить", and
 // that "Отмена" / "Закрыть" write nothing. Also the standard buttons of a question box, which
 // read in Russian once Qt's own translation is installed.
-#include "base/dates.h"
 #include "base/ports.h"
 #include "base/text.h"
-#include "kernel/state.h"
 #include "qt/catalogue_views.h"
-#include "qt/grid_view.h"
 #include "qt/qt_translation.h"
 #include "qt/qt_ui.h"
 #include "qt_test_support.h"
-#include "storage/record_file.h"
 #include "storage/reference.h"
 
-#include <QDialog>
 #include <QHeaderView>
-#include <QLineEdit>
 #include <QMessageBox>
-#include <QPushButton>
-#include <QTimer>
 
 using namespace td;
 using namespace td::test;
@@ -110,11 +102,9 @@ private slots:
     }
 
     void fuelTypingReplacesArrowsMoveSaveWritesCancelDoesNot() {
+        QVERIFY(Write_Fuels(Path(State().settings.Fuel_File), {"АИ-92", "АИ-95", "ДТ"}));
         Fuel(1, "АИ-92", 50.1);
         Fuel(2, "АИ-95", 52.4);
-        Fuel(3, "ДТ", 60);
-        for (int slot = 4; slot <= 8; ++slot)
-            Fuel(slot, "", 0);
         QDialog* dialog = Open("mnu_Services_Fuel_cost", "Справочник ГСМ");
         QVERIFY(dialog != nullptr);
         auto* grid = dialog->findChild<Qt_Grid_View*>();
@@ -145,9 +135,7 @@ private slots:
         Type("7");
         QCOMPARE(Text(grid, 3, 0), QString("7"));
 
-        QPushButton* save = Button(dialog, "Сохранить");
-        QVERIFY(save != nullptr);
-        save->click();
+        Button(dialog, "Сохранить")->click();
         QTRY_VERIFY(!dialog->isVisible());
         std::vector<Fuel_Record> saved = Read_Fuel_Slots(Path(State().settings.Fuel_File));
         QCOMPARE(Trim_Text(saved[0].Name), std::string("АИ-92"));

@@ -1,19 +1,14 @@
 // The view of the import screen, offscreen: how it is reached from the main window, and a
 // comparison driven through its widgets.
-#include "base/dates.h"
 #include "import/dbf_writer.h"
 #include "import/import_1c.h"
-#include "kernel/state.h"
 #include "qt/import_view.h"
 #include "qt_test_support.h"
 
 #include <QAction>
 #include <QGroupBox>
-#include <QLineEdit>
 #include <QPlainTextEdit>
 #include <QProgressBar>
-#include <QPushButton>
-#include <QRadioButton>
 
 using namespace td;
 using namespace td::test;

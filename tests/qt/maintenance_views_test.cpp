@@ -1,22 +1,12 @@
 // The views of the maintenance screens on the offscreen platform: reached from their menu entries
 // and from Eggs, their captions and fields, and one operation each driven through the widgets.
-#include "base/dates.h"
-#include "kernel/state.h"
 #include "maintenance/wisard.h"
 #include "qt/maintenance_views.h"
 #include "qt/qt_user_settings.h"
 #include "qt/qt_views.h"
 #include "qt_test_support.h"
-#include "storage/record_file.h"
 
 #include <QCheckBox>
-#include <QComboBox>
-#include <QDialog>
-#include <QLabel>
-#include <QLineEdit>
-#include <QPushButton>
-#include <QRadioButton>
-#include <QTimer>
 #include <filesystem>
 
 using namespace td;
@@ -50,20 +40,14 @@ class Maintenance_Views_Test : public View_Fixture {
 private slots:
     void init() {
         New_Installation(Date_Serial(2026, 3, 5));
+        // Three tickets of 20 litres sold yesterday; the second redeemed today at station 1.
         const double today = State().Current_Date;
-        // Three tickets of 20 litres; the second redeemed today.
-        std::vector<Ticket_Record> tickets(3);
-        for (int i = 0; i < 3; ++i) {
-            Ticket_Record& t = tickets[static_cast<std::size_t>(i)];
-            t.Fuel = 1;
-            t.Volume = 20;
-            t.Company = 1;
-            t.Set_Serial("00000" + std::to_string(i + 1));
-            t.Sell_Date = today - 1;
-            t.Used = i == 1 ? 1 : 0;
-            t.Establishment = i == 1 ? 1 : 0;
-            t.Validation_Date = i == 1 ? today : 0;
-        }
+        std::vector<Ticket_Record> tickets;
+        for (const char* serial : {"000001", "000002", "000003"})
+            tickets.push_back(Sold_Ticket(serial, 1, 20, 1, today - 1));
+        tickets[1].Used = 1;
+        tickets[1].Establishment = 1;
+        tickets[1].Validation_Date = today;
         Write_Tickets(tickets);
         Show_Window([&] { Attach_Maintenance_Views(*window, State(), *ui, clock, store); }, &store);
     }

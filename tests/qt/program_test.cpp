@@ -1,24 +1,13 @@
 // The real desktop program, started and ended on temporary installations through its test hooks
 // (TALLY_DEPOT_AUTO_ANSWER, TALLY_DEPOT_AUTO_CLOSE), judged by what it says and leaves on disk.
-#include "base/dates.h"
 #include "qt_test_support.h"
-#include "support/temp_folder.h"
 
 #include <QDir>
 #include <QProcess>
 #include <QSettings>
-#include <filesystem>
 
 using td::test::Q;
 using td::test::Temp_Folder;
-
-namespace {
-
-QStringList Number_Index_Files(const QString& folder) {
-    return QDir(folder).entryList({"z*.dat", "Z*.DAT"}, QDir::Files);
-}
-
-} // namespace
 
 class Program_Test : public QObject {
     Q_OBJECT
@@ -34,10 +23,7 @@ class Program_Test : public QObject {
         env.insert("XDG_RUNTIME_DIR", runtime);
         env.insert("QT_QPA_PLATFORM", "offscreen");
         env.insert("TALLY_DEPOT_AUTO_ANSWER", answers);
-        if (auto_close_ms >= 0)
-            env.insert("TALLY_DEPOT_AUTO_CLOSE", QString::number(auto_close_ms));
-        else
-            env.remove("TALLY_DEPOT_AUTO_CLOSE");
+        env.insert("TALLY_DEPOT_AUTO_CLOSE", QString::number(auto_close_ms));
         env.remove("TALLY_DEPOT_SCREENSHOT");
         env.remove("TALLY_DEPOT_TOUR");
         return env;
@@ -84,6 +70,9 @@ class Program_Test : public QObject {
 
     QString Data() const { return QString::fromStdString(home->Path() + "/data"); }
     QString Marker() const { return Data() + "/Work.$$$"; }
+    static QStringList Number_Index_Files(const QString& folder) {
+        return QDir(folder).entryList({"z*.dat", "Z*.DAT"}, QDir::Files);
+    }
 
     static QString Today() {
         QDate today = QDate::currentDate();

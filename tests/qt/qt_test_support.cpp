@@ -1,13 +1,8 @@
 #include "qt_test_support.h"
 
-#include "kernel/state.h"
-#include "qt/grid_view.h"
 #include "storage/header.h"
-#include "storage/record_file.h"
 
 #include <QBrush>
-#include <QMdiArea>
-#include <QMdiSubWindow>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -79,6 +74,18 @@ void View_Fixture::New_Installation(double date) {
     state.Program_Folder = home->Path();
     state.Data_Folder = home->Path();
     state.Current_Date = date;
+}
+
+Ticket_Record View_Fixture::Sold_Ticket(const std::string& serial, int fuel, int volume,
+                                        int company, double day) {
+    Ticket_Record ticket;
+    ticket.Fuel = static_cast<std::uint8_t>(fuel);
+    ticket.Volume = volume;
+    ticket.Set_Serial(serial);
+    ticket.Company = company;
+    ticket.Sale_Mark = 1;
+    ticket.Sell_Date = day;
+    return ticket;
 }
 
 void View_Fixture::Write_Tickets(const std::vector<Ticket_Record>& tickets) {

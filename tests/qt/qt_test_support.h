@@ -3,24 +3,34 @@
 // end of the process leaves behind, and the fixture of a main window on a temporary installation.
 #pragma once
 
+// With what the view tests use throughout.
+#include "base/dates.h"
 #include "browsers/browser_refresh.h"
+#include "kernel/state.h"
+#include "qt/grid_view.h"
 #include "qt/qt_mdi_form.h"
+#include "storage/record_file.h"
 #include "storage/records.h"
 #include "support/fakes.h"
+#include "support/reference_writers.h"
 #include "support/temp_folder.h"
 
 #include <QApplication>
+#include <QComboBox>
+#include <QDialog>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMdiArea>
+#include <QMdiSubWindow>
+#include <QMenu>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QTimer>
 #include <QtTest>
 #include <functional>
 #include <memory>
 #include <string>
 #include <vector>
-
-class QMdiSubWindow;
-
-namespace td {
-class Qt_Grid_View;
-}
 
 namespace td::test {
 
@@ -57,6 +67,9 @@ protected:
     // The state reset onto a fresh folder that is both the program's and the data's, on a
     // working date of its own.
     void New_Installation(double date);
+    // A ticket as a sale leaves it: its number, fuel slot, litres, buyer and day of sale.
+    static Ticket_Record Sold_Ticket(const std::string& serial, int fuel, int volume, int company,
+                                     double day);
     // The database with these tickets from its first record; the state counts them.
     void Write_Tickets(const std::vector<Ticket_Record>& tickets);
     // The main window on `store` (the settings in memory by default), `attach` putting the

@@ -1,27 +1,16 @@
 // The report windows offscreen on a small installation written here: the balance viewer from
 // the menu and from the toolbar, the period picker, the statistics from a browser's cell, the
 // ticket information, and printing without a printer (a PDF, of which the user is told).
-#include "base/dates.h"
 #include "base/ports.h"
 #include "browsers/resolve_tickets.h"
 #include "browsers/sell_ticets.h"
-#include "kernel/state.h"
-#include "qt/grid_view.h"
 #include "qt/report_views.h"
 #include "qt_test_support.h"
 #include "storage/header.h"
-#include "storage/record_file.h"
-#include "support/reference_writers.h"
 
 #include <QCalendarWidget>
-#include <QDialog>
 #include <QDir>
-#include <QLabel>
-#include <QMdiArea>
-#include <QMdiSubWindow>
-#include <QPushButton>
 #include <QScrollBar>
-#include <QTimer>
 
 using namespace td;
 using namespace td::test;
@@ -61,12 +50,8 @@ private slots:
         // 130 coupons: three pages of the statistics; every third redeemed at station 1.
         state.Ticket_Table.assign(1, Ticket_Record{});
         for (int i = 1; i <= 130; ++i) {
-            Ticket_Record t;
-            t.Fuel = static_cast<std::uint8_t>(1 + i % 2);
-            t.Volume = 20;
-            t.Company = 2 + i % 2;
-            t.Set_Serial(std::to_string(100000 + i));
-            t.Sell_Date = state.Current_Date - 3;
+            Ticket_Record t = Sold_Ticket(std::to_string(100000 + i), 1 + i % 2, 20, 2 + i % 2,
+                                          state.Current_Date - 3);
             if (i % 3 == 0) {
                 t.Used = 1;
                 t.Real_Volume = 19.5;

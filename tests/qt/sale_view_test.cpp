@@ -1,27 +1,14 @@
 // The sale window, offscreen, driven as an operator drives it: the buyer browser's popup opens
 // it, keys go into the number fields, the buttons check and register, and the result grid shows
 // the rows in their colours.
-#include "base/dates.h"
 #include "browsers/sell_ticets.h"
 #include "kernel/cache_passes.h"
-#include "kernel/state.h"
 #include "qt/browser_views.h"
-#include "qt/grid_view.h"
 #include "qt/report_views.h"
 #include "qt/sale_view.h"
 #include "qt_test_support.h"
 #include "storage/reference.h"
-#include "support/reference_writers.h"
 #include "tickets/register_ticket.h"
-
-#include <QComboBox>
-#include <QLabel>
-#include <QLineEdit>
-#include <QMdiArea>
-#include <QMdiSubWindow>
-#include <QMenu>
-#include <QPushButton>
-#include <QRadioButton>
 
 using namespace td;
 using namespace td::test;
@@ -62,14 +49,7 @@ private slots:
         state.Company_Count =
             Load_Company_Table(Path(state.settings.Company_File), state.Company_Table);
         // One ticket sold: 000101, АИ-95, 10 litres.
-        Ticket_Record ticket;
-        ticket.Fuel = 2;
-        ticket.Volume = 10;
-        ticket.Set_Serial("000101");
-        ticket.Company = 2;
-        ticket.Sale_Mark = 1;
-        ticket.Sell_Date = Date_Serial(2026, 11, 20);
-        Write_Tickets({ticket});
+        Write_Tickets({Sold_Ticket("000101", 2, 10, 2, Date_Serial(2026, 11, 20))});
         Rebuild_All(state, *ui, clock, Progress_Target::Splash);
         Show_Window([&] {
             Attach_Browser_Views(*window, state, *ui, clock, settings, browsers);

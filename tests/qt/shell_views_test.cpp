@@ -1,20 +1,15 @@
 // The Qt views of the shell, offscreen: the menus and toolbar as the user meets them, the three
 // ways out, the reset of settings, the About box and Eggs, the fatal screen and the grid view.
 // Whatever ends the process runs in a child process; the parent judges what it left.
-#include "base/dates.h"
 #include "kernel/errorscreen.h"
 #include "kernel/startup.h"
-#include "kernel/state.h"
-#include "qt/grid_view.h"
 #include "qt/qt_user_settings.h"
 #include "qt/qt_views.h"
 #include "qt_test_support.h"
 
 #include <QFile>
-#include <QLabel>
 #include <QMenuBar>
 #include <QPlainTextEdit>
-#include <QPushButton>
 #include <QTextDocument>
 #include <QToolBar>
 
@@ -240,12 +235,12 @@ private slots:
         grid.Set_Text(0, 1, "Результат");
         grid.Set_Column_Width(0, 1440);
         grid.Set_Column_Width(1, 2880);
+        grid.Set_Column_Width(2, 720);
         grid.Add_Item("000101\tЗарегистрирован\t17");
         grid.Add_Item("000102\tскрытый\t18");
         grid.Add_Item("000103\tОшибка\t19");
         grid.Set_Row_Height(2, 0);
         grid.Set_Bold(1, 1, true);
-        grid.Set_Colour(3, 1, {170, 30, 30});
         grid.Set_Icon(3, 0, "bad");
         Qt_Grid_View view(grid);
         view.Grid_Model().Set_Icons([](const std::string& key) {
@@ -259,17 +254,14 @@ private slots:
 
         QAbstractItemModel* model = view.model();
         QCOMPARE(model->rowCount(), 3);
-        QCOMPARE(model->headerData(0, Qt::Horizontal).toString(), Q("Номер талона"));
-        QCOMPARE(model->index(2, 1).data().toString(), Q("Ошибка"));
         QVERIFY(model->index(0, 1).data(Qt::FontRole).value<QFont>().bold());
-        QCOMPARE(model->index(2, 1).data(Qt::ForegroundRole).value<QColor>(), QColor(170, 30, 30));
         QVERIFY(!model->index(2, 0).data(Qt::DecorationRole).value<QIcon>().isNull());
         QVERIFY(view.isRowHidden(1));
         QVERIFY(!view.isRowHidden(0));
         int dpi = view.logicalDpiX();
         QCOMPARE(view.columnWidth(0), dpi);
         QCOMPARE(view.columnWidth(1), 2 * dpi);
-        QCOMPARE(Qt_Grid_View::Twips_To_Pixels(960, 96), 64);
+        QCOMPARE(view.columnWidth(2), dpi / 2);
 
         // The current cell goes both ways; changes arrive with the event loop.
         view.setCurrentIndex(model->index(2, 2));
@@ -281,7 +273,6 @@ private slots:
         QCOMPARE(model->rowCount(), 3); // told with the next turn of the event loop
         QTRY_COMPARE(model->rowCount(), 4);
         QCOMPARE(view.currentIndex(), model->index(0, 0));
-        QCOMPARE(model->index(3, 1).data().toString(), Q("новый"));
         grid.Set_Row_Height(2, 240);
         QTRY_VERIFY(!view.isRowHidden(1));
     }

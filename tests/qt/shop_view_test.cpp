@@ -1,24 +1,15 @@
 // The redemption window, offscreen, on a small temporary installation: opened from the station
 // browser's menu with its station and fuel, the number list driven by real key presses, the
 // check and the commit from the buttons, and the station browser refreshed after the commit.
-#include "base/dates.h"
 #include "browsers/resolve_tickets.h"
 #include "kernel/cache_passes.h"
-#include "kernel/state.h"
 #include "qt/browser_views.h"
-#include "qt/grid_view.h"
 #include "qt/report_views.h"
 #include "qt/shop_view.h"
 #include "qt_test_support.h"
-#include "support/reference_writers.h"
 #include "tickets/shop.h"
 
-#include <QComboBox>
 #include <QGroupBox>
-#include <QLabel>
-#include <QMdiArea>
-#include <QMdiSubWindow>
-#include <QPushButton>
 
 using namespace td;
 using namespace td::test;
@@ -40,15 +31,9 @@ private slots:
             Write_Stations(Path(state.settings.Establishments_File), {"АЗС-1", "АЗС-2", "АЗС-3"}));
         QVERIFY(Write_Companies(Path(state.settings.Company_File), {{"1", "", "", "Транспорт"}}));
         // Three tickets of 10 litres of АИ-92, sold five days ago; the third expired yesterday.
-        std::vector<Ticket_Record> tickets(3);
-        for (std::size_t i = 0; i < tickets.size(); ++i) {
-            tickets[i].Fuel = 1;
-            tickets[i].Volume = 10;
-            tickets[i].Set_Serial("10000" + std::to_string(i + 1));
-            tickets[i].Company = 1;
-            tickets[i].Sale_Mark = 1;
-            tickets[i].Sell_Date = state.Current_Date - 5;
-        }
+        std::vector<Ticket_Record> tickets;
+        for (const char* serial : {"100001", "100002", "100003"})
+            tickets.push_back(Sold_Ticket(serial, 1, 10, 1, state.Current_Date - 5));
         tickets[2].Date_Limits = 1;
         tickets[2].Valid_From = state.Current_Date - 30;
         tickets[2].Expire_Date = state.Current_Date - 1;

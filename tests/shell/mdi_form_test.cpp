@@ -53,20 +53,18 @@ protected:
 };
 
 TEST_F(Shell, WhatIsEnabledAndWhatWaitsForItsScreen) {
-    std::set<std::string> names;
+    // The names and captions are the view's test's; here what is enabled.
     std::set<std::string> enabled;
     for (const Top_Menu& menu : form->Menus()) {
         for (const Menu_Item& item : menu.items) {
-            EXPECT_TRUE(names.insert(item.name).second) << "duplicate " << item.name;
             if (item.separator)
-                EXPECT_EQ(item.caption, "-");
-            else if (item.enabled)
+                continue;
+            if (item.enabled)
                 enabled.insert(item.name);
             else
                 EXPECT_EQ(item.unavailable, Not_Built_Reason) << item.name;
         }
     }
-    EXPECT_EQ(names.size(), 41u);
     const std::set<std::string> working = {
         "mnu_save_report", "mnu_print",        "mnu_File_exit",
         "mnu_reindex_DB",  "mnu_se_defrag",    "mnu_restore_settings",
@@ -78,8 +76,6 @@ TEST_F(Shell, WhatIsEnabledAndWhatWaitsForItsScreen) {
     for (const Context_Menu& menu : form->Context_Menus())
         for (const Menu_Item& item : menu.items)
             EXPECT_TRUE(item.separator || !item.enabled) << item.name;
-    ASSERT_EQ(form->Context_Menus().size(), 5u);
-    EXPECT_EQ(form->Context_Menus()[4].items.size(), 1u);
 
     std::set<std::string> buttons_on;
     for (const Toolbar_Button& button : form->Buttons())
