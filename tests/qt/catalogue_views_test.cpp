@@ -47,11 +47,10 @@ class Catalogue_Views_Test : public View_Fixture {
         return found;
     }
 
-    static QPoint Cell_Centre(Qt_Grid_View* grid, int row, int col) {
-        return grid->visualRect(grid->model()->index(row - 1, col)).center();
-    }
+    // Rows count from 1 here, as the grids' own do (row 0 is their header).
     static void Click(Qt_Grid_View* grid, int row, int col) {
-        QTest::mouseClick(grid->viewport(), Qt::LeftButton, {}, Cell_Centre(grid, row, col));
+        QTest::mouseClick(grid->viewport(), Qt::LeftButton, {},
+                          grid->visualRect(grid->model()->index(row - 1, col)).center());
     }
     // The widget of the dialog that has the keys.
     QWidget* Focus() const { return dialog_->focusWidget(); }
@@ -61,10 +60,7 @@ class Catalogue_Views_Test : public View_Fixture {
             QTest::keyClick(Focus(), *key);
     }
     void Press(Qt::Key key) const { QTest::keyClick(Focus(), key); }
-    static QString Text(Qt_Grid_View* grid, int row, int col) {
-        grid->Grid_Model().Refresh();
-        return grid->model()->index(row - 1, col).data().toString();
-    }
+    static QString Text(Qt_Grid_View* grid, int row, int col) { return Cell(grid, row - 1, col); }
     static QPushButton* Button(QDialog* dialog, const char* caption) {
         for (QPushButton* button : dialog->findChildren<QPushButton*>())
             if (button->text() == QString::fromUtf8(caption))

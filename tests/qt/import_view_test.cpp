@@ -22,8 +22,6 @@ private slots:
         Show_Window([&] { Attach_Import_View(*window, State(), *ui, clock, settings); });
     }
 
-    void cleanup() { Close_Window(); }
-
     void menuClosesTheChildrenFirstTheToolbarDoesNot() {
         QAction* entry = window->Menu_Action("mnu_Import_DB");
         QVERIFY(entry->isEnabled());

@@ -52,8 +52,6 @@ private slots:
         Show_Window([&] { Attach_Maintenance_Views(*window, State(), *ui, clock, store); }, &store);
     }
 
-    void cleanup() { Close_Window(); }
-
     void backupThroughTheWizardsPages() {
         QVERIFY(window->Menu_Action("mnu_create_backup")->isEnabled());
         const std::string target = home->File("arc");

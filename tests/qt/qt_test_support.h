@@ -53,9 +53,14 @@ inline QString Q(const char* text) {
     return QString::fromUtf8(text);
 }
 
-// The main window offscreen on an installation of its own. A test class derives from it, calls
-// New_Installation and Show_Window from its init slot and Close_Window from its cleanup slot.
+// The main window offscreen on an installation of its own. A test class derives from it and
+// calls New_Installation and Show_Window from its init slot; the window closes after each test.
 class View_Fixture : public QObject {
+    Q_OBJECT
+
+private slots:
+    void cleanup() { Close_Window(); }
+
 protected:
     std::unique_ptr<Temp_Folder> home;
     std::unique_ptr<Ending_Ui> ui;

@@ -8,7 +8,6 @@
 #include "qt_test_support.h"
 #include "storage/header.h"
 
-#include <QCalendarWidget>
 #include <QDir>
 #include <QScrollBar>
 
@@ -63,8 +62,6 @@ private slots:
         Write_Tickets({state.Ticket_Table.begin() + 1, state.Ticket_Table.end()});
         Show_Window([&] { Attach_Report_Views(*window, state, *ui, clock, settings, browsers); });
     }
-
-    void cleanup() { Close_Window(); }
 
     void balanceViewerFromTheToolbarAndItsPrint() {
         QVERIFY(window->Button("Отчёт")->isEnabled());

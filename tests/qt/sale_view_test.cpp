@@ -58,11 +58,6 @@ private slots:
         });
     }
 
-    void cleanup() {
-        Close_Window();
-        sale = nullptr;
-    }
-
     void aSaleFromTheBuyersPopupIsCheckedAndRegistered() {
         // The buyer browser, down into the group, a right click on the buyer's АИ-95 amount.
         window->Model().Menu_Click("mnu_Sell_Tickets");

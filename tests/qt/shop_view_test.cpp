@@ -47,8 +47,6 @@ private slots:
         });
     }
 
-    void cleanup() { Close_Window(); }
-
     void keysOnTheListThenCheckAndCommit() {
         // The station browser on station 2, fuel column 2 (АИ-95), then on column 1 (АИ-92).
         window->Model().tbToolBar_ButtonClick("Списание таллонов");
