@@ -53,7 +53,6 @@ private slots:
     }
 
     void backupThroughTheWizardsPages() {
-        QVERIFY(window->Menu_Action("mnu_create_backup")->isEnabled());
         const std::string target = home->File("arc");
         When_Open(window.get(), "Wisard", [&](QDialog* dialog) {
             QCOMPARE(dialog->windowTitle(), Q("Мастер резервного копирования"));

@@ -16,23 +16,21 @@ class Program_Test : public QObject {
     QString config;
     QString runtime;
 
-    QProcessEnvironment Environment(const QString& answers, int auto_close_ms) const {
+    QProcessEnvironment Environment(const QString& answers) const {
         QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
         env.insert("TALLY_DEPOT_HOME", QString::fromStdString(home->Path()));
         env.insert("XDG_CONFIG_HOME", config);
         env.insert("XDG_RUNTIME_DIR", runtime);
         env.insert("QT_QPA_PLATFORM", "offscreen");
         env.insert("TALLY_DEPOT_AUTO_ANSWER", answers);
-        env.insert("TALLY_DEPOT_AUTO_CLOSE", QString::number(auto_close_ms));
+        env.insert("TALLY_DEPOT_AUTO_CLOSE", "100");
         env.remove("TALLY_DEPOT_SCREENSHOT");
         env.remove("TALLY_DEPOT_TOUR");
         return env;
     }
 
     // One run to its end; its lines on standard error that the hooks wrote.
-    QStringList Run(int& exit_code, const QString& answers = "yes", int auto_close_ms = 100) {
-        return Run_In(Environment(answers, auto_close_ms), exit_code);
-    }
+    QStringList Run(int& exit_code) { return Run_In(Environment("yes"), exit_code); }
 
     QStringList Run_In(const QProcessEnvironment& environment, int& exit_code) {
         QProcess program;
@@ -45,12 +43,8 @@ class Program_Test : public QObject {
         } else {
             exit_code = program.exitStatus() == QProcess::NormalExit ? program.exitCode() : -2;
         }
-        return Hook_Lines(program.readAllStandardError());
-    }
-
-    static QStringList Hook_Lines(const QByteArray& output) {
         QStringList lines;
-        for (const QString& line : QString::fromUtf8(output).split('\n'))
+        for (const QString& line : QString::fromUtf8(program.readAllStandardError()).split('\n'))
             if (line.startsWith("tallydepot: "))
                 lines << line.mid(12);
         return lines;
@@ -150,7 +144,7 @@ private slots:
     void aRunningProgramHoldsItsInstallationAndAKilledOneLeavesItsMarker() {
         Write_Demo();
         QProcess first;
-        first.setProcessEnvironment(Environment("no", 100));
+        first.setProcessEnvironment(Environment("no"));
         first.start(TALLYDEPOT_PATH, {});
         QVERIFY(first.waitForStarted());
         QByteArray seen;
@@ -167,7 +161,7 @@ private slots:
         Temp_Folder links;
         const QString linked = QString::fromStdString(links.File("installation"));
         QVERIFY(QFile::link(QString::fromStdString(home->Path()), linked));
-        QProcessEnvironment elsewhere = Environment("yes", 100);
+        QProcessEnvironment elsewhere = Environment("yes");
         elsewhere.insert("TALLY_DEPOT_HOME", linked);
         elsewhere.remove("XDG_RUNTIME_DIR");
         QCOMPARE(Run_In(elsewhere, code), QStringList{Q("box 0  | Программа уже запущена")});

@@ -12,38 +12,27 @@
 namespace td::test {
 namespace {
 
-std::string& Folder() {
-    static std::string folder;
+// Removed with everything in it when the test program ends.
+const Temp_Folder& Isolation() {
+    static const Temp_Folder folder;
     return folder;
-}
-
-void Remove_Folder() {
-    std::error_code ignored;
-    std::filesystem::remove_all(Folder(), ignored);
 }
 
 } // namespace
 
 void Isolate_User_Store() {
-    char pattern[] = "/tmp/tdqt-XXXXXX";
-    if (mkdtemp(pattern) == nullptr) {
-        std::perror("mkdtemp");
-        std::exit(2);
-    }
-    Folder() = pattern;
-    std::string config = Folder() + "/config";
-    std::string runtime = Folder() + "/runtime";
+    const std::string config = Isolation().File("config");
+    const std::string runtime = Isolation().File("runtime");
     std::filesystem::create_directories(config);
     std::filesystem::create_directories(runtime);
     std::filesystem::permissions(runtime, std::filesystem::perms::owner_all);
     setenv("XDG_CONFIG_HOME", config.c_str(), 1);
     setenv("XDG_RUNTIME_DIR", runtime.c_str(), 1);
     setenv("QT_QPA_PLATFORM", "offscreen", 1);
-    std::atexit(Remove_Folder);
 }
 
 std::string Isolated_Folder() {
-    return Folder();
+    return Isolation().Path();
 }
 
 void Ending_Ui::End_Process(int exit_code) {

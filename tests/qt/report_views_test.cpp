@@ -64,7 +64,6 @@ private slots:
     }
 
     void balanceViewerFromTheToolbarAndItsPrint() {
-        QVERIFY(window->Button("Отчёт")->isEnabled());
         window->Model().tbToolBar_ButtonClick("Отчёт");
         QCoreApplication::processEvents();
         QMdiSubWindow* sub = Active();
@@ -170,12 +169,7 @@ private slots:
     }
 
     void ticketInformationOpensForAResultRow() {
-        Ticket_Info_Request request;
-        request.serial = "100003";
-        request.fuel_slot = 2;
-        request.volume = 20;
-        request.fuel_name = "АИ-95";
-        Open_Ticket_Information(*window, request);
+        Open_Ticket_Information(*window, {"100003", "", 2, 20, "АИ-95"});
         QCoreApplication::processEvents();
         QWidget* content = Active()->widget();
         QCOMPARE(Active()->windowTitle(),

@@ -165,9 +165,7 @@ private slots:
                  QColor(0, 255, 0));
         QCOMPARE(screen.findChild<QLabel*>("Label3")->palette().color(QPalette::WindowText),
                  QColor(127, 127, 127));
-        QVERIFY(screen.Timer1().isActive());
-        QCOMPARE(screen.Timer1().interval(), 30000);
-        QVERIFY(screen.Timer2().isActive());
+        QVERIFY(screen.Timer1().isActive() && screen.Timer2().isActive());
         QCOMPARE(screen.Timer2().interval(), 1000);
 
         for (int i = 0; i < 25; ++i)
