@@ -25,7 +25,7 @@ TEST(TreeTest, AddFailsOnUnknownParentAndDuplicateKey) {
     EXPECT_EQ(tree.Find("ROOT\\"), -1);
 }
 
-TEST(TreeTest, KeepsCreationOrderParentsAndChildCounts) {
+TEST(TreeTest, KeepsCreationOrderParentsAndChildCountsUntilCleared) {
     Tree tree;
     tree.Add("", "root\\", "Клиенты");
     tree.Add("root\\", "root\\5\\", "Пятый");
@@ -56,6 +56,12 @@ TEST(TreeTest, KeepsCreationOrderParentsAndChildCounts) {
     EXPECT_EQ(tree.Node(6).key, "");
     EXPECT_EQ(tree.Node(-1).children, 0);
     EXPECT_EQ(tree.Text("nowhere"), "");
+
+    // Cleared, the keys are forgotten with their nodes.
+    tree.Clear();
+    EXPECT_EQ(tree.Count(), 0);
+    EXPECT_EQ(tree.Add("root\\12\\", "root\\12\\9\\", "Лист"), Tree::Unknown_Key);
+    EXPECT_EQ(tree.Add("", "root\\", "Клиенты"), 0);
 }
 
 TEST(TreeTest, FirstByTextFindsEarliestTrimmedMatch) {
@@ -69,47 +75,6 @@ TEST(TreeTest, FirstByTextFindsEarliestTrimmedMatch) {
     EXPECT_EQ(tree.First_By_Text("ромашка"), -1);
     EXPECT_EQ(tree.First_By_Text("Роза"), -1);
     EXPECT_EQ(tree.First_By_Text(""), -1);
-}
-
-TEST(TreeTest, ClearForgetsKeys) {
-    Tree tree;
-    tree.Add("", "root\\", "Клиенты");
-    tree.Add("root\\", "root\\1\\", "Один");
-    tree.Clear();
-    EXPECT_EQ(tree.Count(), 0);
-    EXPECT_EQ(tree.Find("root\\"), -1);
-    EXPECT_EQ(tree.Add("root\\", "root\\1\\", "Один"), Tree::Unknown_Key);
-    EXPECT_EQ(tree.Add("", "root\\", "Клиенты"), 0);
-}
-
-TEST(TreeTest, HoldsAFullCompanyTable) {
-    // A full company table: 16 384 nodes, three levels deep, every key finding its own node
-    // afterwards. Speed itself is measured in the benchmarks.
-    Tree tree;
-    ASSERT_EQ(tree.Add("", "root\\", "Клиенты"), 0);
-    int added = 1;
-    for (int a = 1; added < 16384; ++a) {
-        const std::string level1 = "root\\" + std::to_string(a) + "\\";
-        ASSERT_EQ(tree.Add("root\\", level1, "Компания " + std::to_string(a)), 0);
-        ++added;
-        for (int b = 1; b <= 15 && added < 16384; ++b) {
-            const std::string level2 = level1 + std::to_string(b) + "\\";
-            ASSERT_EQ(tree.Add(level1, level2, "Группа"), 0);
-            ++added;
-            for (int c = 1; c <= 7 && added < 16384; ++c) {
-                ASSERT_EQ(tree.Add(level2, level2 + std::to_string(c) + "\\", "Лист"), 0);
-                ++added;
-            }
-        }
-    }
-    ASSERT_EQ(tree.Count(), 16384);
-    for (int i = 0; i < tree.Count(); ++i) {
-        ASSERT_EQ(tree.Find(tree.Node(i).key), i);
-    }
-    EXPECT_EQ(tree.Children("root\\1\\"), 15);
-    EXPECT_EQ(tree.Children("root\\1\\1\\"), 7);
-    EXPECT_EQ(tree.First_By_Text("Группа"), 2);
-    EXPECT_EQ(tree.First_By_Text("Нет такой"), -1);
 }
 
 } // namespace
