@@ -187,25 +187,6 @@ TEST_F(Startup, AHeaderThatCantBeWrittenSaysWhichAndWhy) {
     EXPECT_EQ(header.count, 0);
 }
 
-// A lock that can't be made is no proof of another instance: it is told as what it is, and the
-// start ends before anything is touched. (A second instance is tried on the Qt program.)
-TEST_F(Startup, ALockThatCantBeMadeIsToldAsWhatItIs) {
-    home.Write("td.ini", Minimal_Ini);
-    guard.answer = {Instance_Guard::Outcome::Cannot_Lock, "/ro/tallydepot.lock",
-                    "Read-only file system"};
-    try {
-        Start();
-        ADD_FAILURE() << "the start went on";
-    } catch (const Process_Ended& ended) {
-        EXPECT_EQ(ended.exit_code, 1);
-    }
-    ASSERT_EQ(ui.boxes.size(), 1u);
-    EXPECT_EQ(ui.boxes[0].text,
-              "cannot create the lock file /ro/tallydepot.lock: Read-only file system");
-    EXPECT_EQ(ui.boxes[0].flags, 16);
-    EXPECT_FALSE(home.Exists("data"));
-}
-
 constexpr const char* Ini = "[Tally depot beta]\r\nCompany = Test\r\n[end]\r\n";
 
 class Pass_Failures : public Data_Folder_Test {
