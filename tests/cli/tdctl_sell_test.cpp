@@ -111,6 +111,21 @@ TEST_F(Tdctl_Sell, EveryByteOfThreeSalesIsAsWorkedOut) {
     EXPECT_EQ(Read("TD.cdb"), after);
 }
 
+// A flush of the database that fails is the sale's failure, into a freed slot or appended: told,
+// never reported as registered.
+TEST_F(Tdctl_Sell, AFailedFlushIsToldNotPassedOffAsDone) {
+    if (!Strace_Present())
+        GTEST_SKIP() << "strace is not installed";
+    for (const char* sale :
+         {"sell --buyer 1:00010:00002 --fuel А-95 --volume 10 --number 900",
+          "sell --buyer 1:00010:00002 --fuel ДТ --volume 20 --from 900 --count 4"}) {
+        const Run_Result run = Verb(sale, Inject("fdatasync", "error=EIO", 1, {Data("TD.cdb")}));
+        EXPECT_EQ(run.exit_code, 1) << sale;
+        EXPECT_TRUE(Has(run.err, "cause: " + Data("TD.cdb") + ": Input/output error")) << run.err;
+        EXPECT_FALSE(Has(run.out, "\tТалон(ы) зарегистрирован(ы).\t")) << run.out;
+    }
+}
+
 // A sale killed at each of its writes, then the program started again: the database is whole,
 // the tickets before the sale are as they were, the batch is there whole or as its first part
 // in order, and the balances agree with the tickets.
