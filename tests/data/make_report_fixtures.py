@@ -52,7 +52,8 @@ TICKETS = [
     T("100012", 4, 1, 10, "20.02.2024", used=1, station=1, real=9.75, redeemed="15.03.2024"),
     T("100001", 5, 3, 10, "14.03.2024", used=1, station=3, real=7.25, redeemed="16.03.2024"),
     T("100013", 3, 1, 20, "13.03.2024", used=1, station=1, real=20.0, redeemed="14.03.2024"),
-    T("100014", 4, 1, 15, "15.03.2024"),   # sold on the period's last day, the working date
+    # Sold on the period's last day, the working date, and valid up to that day.
+    T("100014", 4, 1, 15, "15.03.2024", valid=("01.03.2024", "15.03.2024")),
 ]
 
 
