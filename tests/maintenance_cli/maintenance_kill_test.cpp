@@ -211,6 +211,17 @@ TEST_F(Maintenance_Cli, DeletionKilledAnywhereLeavesEveryRecordWhole) {
     EXPECT_EQ(marked_whole(true), 1000);
     Expect_Start_Rebuilds_Totals();
 
+    // A write that fails (the disk full) is the deletion's failure, said; the marks before it
+    // stay, whole, and nothing after it is written.
+    home.Write("data/TD.cdb", original);
+    const Run_Result full =
+        Verb("delete redeemed --yes",
+             in_blocks_of + "3; " + Inject("pwrite64", "error=ENOSPC", 5, {Data("TD.cdb")}));
+    EXPECT_EQ(full.exit_code, 1) << full.out;
+    EXPECT_TRUE(Has(full.err, Data("TD.cdb"))) << full.err;
+    EXPECT_EQ(marked_whole(true), 4);
+    Expect_Start_Rebuilds_Totals();
+
     // A range of numbers, killed in the middle.
     for (int when : {1, 2}) {
         home.Write("data/TD.cdb", original);
