@@ -14,30 +14,25 @@ void Expect_Day(double date, int year, int month, int day) {
     EXPECT_EQ(parts.day, day) << date;
 }
 
+// Day numbers counted independently (days since 30.12.1899): both sides of the leap days and the
+// century rules (1900 and 2100 have no 29 February, 2000 has one) and of a year's end.
 TEST(Dates, DayNumbersOfKnownDays) {
-    EXPECT_EQ(Date_Serial(1899, 12, 30), 0.0);
-    EXPECT_EQ(Date_Serial(1899, 12, 31), 1.0);
-    EXPECT_EQ(Date_Serial(1900, 1, 1), 2.0);
-    // 1900 was no leap year: 1 March follows 28 February.
-    EXPECT_EQ(Date_Serial(1900, 3, 1), 61.0);
-    EXPECT_EQ(Date_Serial(2000, 1, 1), 36526.0);
-    EXPECT_EQ(Date_Serial(2026, 11, 23), 46349.0);
-    EXPECT_EQ(Date_Serial(1899, 12, 29), -1.0);
-    EXPECT_EQ(Date_Serial(1800, 1, 1), -36522.0);
-}
-
-TEST(Dates, LeapYearsAndMonthLengths) {
-    EXPECT_EQ(Date_Serial(2024, 3, 1) - Date_Serial(2024, 2, 28), 2.0);
-    EXPECT_EQ(Date_Serial(2023, 3, 1) - Date_Serial(2023, 2, 28), 1.0);
-    EXPECT_EQ(Date_Serial(2000, 3, 1) - Date_Serial(2000, 2, 28), 2.0);
-    EXPECT_EQ(Date_Serial(2100, 3, 1) - Date_Serial(2100, 2, 28), 1.0);
-    EXPECT_EQ(Date_Serial(2025, 1, 1) - Date_Serial(2024, 1, 1), 366.0);
-    Expect_Day(Date_Serial(2024, 2, 28) + 1, 2024, 2, 29);
-    Expect_Day(Date_Serial(2024, 4, 30) + 1, 2024, 5, 1);
-    Expect_Day(Date_Serial(2024, 12, 31) + 1, 2025, 1, 1);
+    const struct {
+        int year, month, day;
+        double serial;
+    } days[] = {{1899, 12, 30, 0},    {1899, 12, 31, 1},     {1900, 1, 1, 2},
+                {1900, 2, 28, 60},    {1900, 3, 1, 61},      {2000, 1, 1, 36526},
+                {2000, 2, 29, 36585}, {2000, 3, 1, 36586},   {2023, 3, 1, 44986},
+                {2024, 2, 29, 45351}, {2024, 3, 1, 45352},   {2024, 5, 1, 45413},
+                {2025, 1, 1, 45658},  {2026, 11, 23, 46349}, {2100, 2, 28, 73109},
+                {2100, 3, 1, 73110},  {1899, 12, 29, -1},    {1800, 1, 1, -36522}};
+    for (const auto& d : days) {
+        EXPECT_EQ(Date_Serial(d.year, d.month, d.day), d.serial);
+        Expect_Day(d.serial, d.year, d.month, d.day);
+    }
     // Months and days outside their range carry over.
-    EXPECT_EQ(Date_Serial(2024, 13, 1), Date_Serial(2025, 1, 1));
-    EXPECT_EQ(Date_Serial(2024, 3, 0), Date_Serial(2024, 2, 29));
+    EXPECT_EQ(Date_Serial(2024, 13, 1), 45658.0);
+    EXPECT_EQ(Date_Serial(2024, 3, 0), 45351.0);
     EXPECT_EQ(Date_Serial(2024, 0, 1), Date_Serial(2023, 12, 1));
 }
 
@@ -62,34 +57,43 @@ TEST(Dates, RoundTripOverTwoCenturies) {
     }
 }
 
+// Only the calendar day counts: the time of day never changes it, before day 0 the whole part
+// toward zero is the day, and damaged records (no date, days far out) compare without harm.
 TEST(Dates, TimeOfDayNeverChangesTheDay) {
-    double day = Date_Serial(2024, 5, 17);
+    const double day = Date_Serial(2024, 5, 17), nan = std::nan("");
+    const double inf = std::numeric_limits<double>::infinity();
     Expect_Day(day + 0.999, 2024, 5, 17);
-    EXPECT_TRUE(Date_Not_After(day + 0.25, day + 0.75));
-    EXPECT_TRUE(Date_Not_After(day + 0.75, day + 0.25));
-    EXPECT_FALSE(Date_Before(day + 0.25, day + 0.75));
-    EXPECT_FALSE(Date_Before(day + 0.75, day + 0.25));
-    EXPECT_TRUE(Date_Before(day + 0.9, day + 1));
-    EXPECT_FALSE(Date_Before(day + 1, day + 0.9));
-    EXPECT_FALSE(Date_Not_After(day + 1, day + 0.9));
-    // Year before month before day.
-    EXPECT_TRUE(Date_Before(Date_Serial(2023, 12, 31), Date_Serial(2024, 1, 1)));
-    EXPECT_TRUE(Date_Before(Date_Serial(2024, 1, 31), Date_Serial(2024, 2, 1)));
-    // Before day 0 the whole part toward zero is the day and the fraction is the time.
-    Expect_Day(-1.0, 1899, 12, 29);
     Expect_Day(-1.25, 1899, 12, 29);
     Expect_Day(-0.5, 1899, 12, 30);
-    EXPECT_TRUE(Date_Not_After(-1.75, -1.25));
-    EXPECT_TRUE(Date_Before(-1.25, 0));
-    // Damaged records: no date is day 0, and days far out are held to the same bound.
-    EXPECT_TRUE(Date_Not_After(std::nan(""), 0.9));
-    EXPECT_FALSE(Date_Before(std::nan(""), 0.9));
-    EXPECT_TRUE(Date_Before(std::nan(""), 1.0));
-    EXPECT_FALSE(Date_Before(1e300, std::numeric_limits<double>::infinity()));
-    EXPECT_FALSE(Date_Before(-std::numeric_limits<double>::infinity(), -1e15));
-    EXPECT_TRUE(Date_Before(-1e15, 0));
     EXPECT_EQ(Day_Of(-1.25), -1);
-    EXPECT_EQ(Day_Of(Date_Serial(2024, 5, 17) + 0.999), Day_Of(Date_Serial(2024, 5, 17)));
+    const struct {
+        double a, b;
+        bool before, not_after;
+    } pairs[] = {{day + 0.25, day + 0.75, false, true},
+                 {day + 0.75, day + 0.25, false, true},
+                 {day + 0.9, day + 1, true, true},
+                 {day + 1, day + 0.9, false, false},
+                 {Date_Serial(2023, 12, 31), Date_Serial(2024, 1, 1), true, true},
+                 {Date_Serial(2024, 1, 31), Date_Serial(2024, 2, 1), true, true},
+                 {-1.75, -1.25, false, true},
+                 {-1.25, 0, true, true},
+                 {nan, 0.9, false, true},
+                 {nan, 1.0, true, true},
+                 {nan, nan, false, true},
+                 {1e300, inf, false, true},
+                 {-inf, -1e15, false, true},
+                 {-1e15, 0, true, true},
+                 {0, 1e300, true, true},
+                 {-1e300, 0, true, true},
+                 {4e18, 4e18, false, true}};
+    for (const auto& p : pairs) {
+        SCOPED_TRACE(testing::Message() << p.a << " " << p.b);
+        EXPECT_EQ(Date_Before(p.a, p.b), p.before);
+        EXPECT_EQ(Date_Not_After(p.a, p.b), p.not_after);
+    }
+    // A damaged day number still formats as some text.
+    for (double junk : {nan, inf, -inf, 1e300, -4e18})
+        EXPECT_FALSE(Format_Date(junk).empty()) << junk;
 }
 
 TEST(Dates, FormatAndParse) {
@@ -112,42 +116,14 @@ TEST(Dates, FormatAndParse) {
     EXPECT_EQ(Parse_Date("1.2.2024 "), Date_Serial(2024, 2, 1));
     EXPECT_EQ(Parse_Date("1.2.2024  6:00:00"), Date_Serial(2024, 2, 1) + 0.25);
 
-    for (const char* bad : {"",
-                            "  ",
-                            "abc",
-                            "31.02.2024",
-                            "29.02.2023",
-                            "32.01.2024",
-                            "01.13.2024",
-                            "00.01.2024",
-                            "01.00.2024",
-                            "1.2.24",
-                            "01.02.20245",
-                            "01.02.2024x",
-                            "01.02.2024 25:00:00",
-                            "01.02.2024 12:60:00",
-                            "01.02.2024 12:00",
-                            "24:00:00",
-                            "1:2:3",
-                            "01..2024",
-                            "01.02.0000",
-                            "-1.02.2024",
-                            "01.02.2024 12:00:00x"})
+    // Not a date, or a day, month or year that can't be; then times that can't be, or junk behind.
+    for (const char* bad :
+         {"", "  ", "abc", "31.02.2024", "29.02.2023", "32.01.2024", "01.13.2024", "00.01.2024",
+          "01.00.2024", "1.2.24", "01.02.20245", "01..2024", "01.02.0000", "-1.02.2024"})
         EXPECT_FALSE(Parse_Date(bad).has_value()) << bad;
-}
-
-TEST(Dates, DamagedDayNumbersStayHarmless) {
-    // Day numbers from a damaged record: anything goes, nothing may crash.
-    for (double junk :
-         {std::numeric_limits<double>::quiet_NaN(), std::numeric_limits<double>::infinity(),
-          -std::numeric_limits<double>::infinity(), 1e300, -1e300, 4e18, -4e18}) {
-        std::string text = Format_Date(junk);
-        EXPECT_FALSE(text.empty());
-        EXPECT_TRUE(Date_Not_After(junk, junk));
-        EXPECT_FALSE(Date_Before(junk, junk));
-    }
-    EXPECT_TRUE(Date_Before(0, 1e300));
-    EXPECT_TRUE(Date_Before(-1e300, 0));
+    for (const char* bad : {"01.02.2024x", "01.02.2024 25:00:00", "01.02.2024 12:60:00",
+                            "01.02.2024 12:00", "24:00:00", "1:2:3", "01.02.2024 12:00:00x"})
+        EXPECT_FALSE(Parse_Date(bad).has_value()) << bad;
 }
 
 } // namespace

@@ -16,49 +16,36 @@ TEST(Count_Char, EmptyInputsAndCounts) {
     EXPECT_EQ(Count_Char("мама", "а"), 2);
 }
 
+// The wanted piece (a negative number taken as positive), the pieces found, and the array from
+// element 1 on, the rest of its room empty; no delimiter, or one never found, gives the whole
+// source; a trailing delimiter gives an empty last piece.
 TEST(Extract_String, WantedPieceFoundCountAndArrayLayout) {
-    std::vector<std::string> parts{"stale", "stale"};
-    Extract_Result r = Extract_String("root\\12\\5", 2, parts, 10, 1, "\\", nullptr);
-    EXPECT_EQ(r.piece, "12");
-    EXPECT_EQ(r.found, 3);
-    EXPECT_FALSE(r.overflow);
-    ASSERT_EQ(parts.size(), 10u);
-    EXPECT_EQ(parts[0], "");
-    EXPECT_EQ(parts[1], "root");
-    EXPECT_EQ(parts[2], "12");
-    EXPECT_EQ(parts[3], "5");
-    for (std::size_t i = 4; i < parts.size(); ++i)
-        EXPECT_EQ(parts[i], "") << i;
-    EXPECT_GE(r.elapsed, 0.0);
-
-    // The last piece, a negative number taken as positive, and a piece that isn't there.
-    EXPECT_EQ(Extract_String("a,b,c", 3, parts, 10, 0, ",", nullptr).piece, "c");
-    EXPECT_EQ(Extract_String("a,b,c", -1, parts, 10, 0, ",", nullptr).piece, "a");
-    r = Extract_String("a,b,c", 4, parts, 10, 0, ",", nullptr);
-    EXPECT_EQ(r.piece, "");
-    EXPECT_EQ(r.found, 3);
-}
-
-TEST(Extract_String, DelimiterEdgeCases) {
-    std::vector<std::string> parts;
-    // No delimiter: the whole source is one piece.
-    Extract_Result r = Extract_String("a,b", 1, parts, 5, 0, "", nullptr);
-    EXPECT_EQ(r.piece, "a,b");
-    EXPECT_EQ(r.found, 1);
-
-    // A delimiter of several characters, and a trailing one giving an empty last piece.
-    r = Extract_String("x::y::", 2, parts, 5, 0, "::", nullptr);
-    EXPECT_EQ(r.piece, "y");
-    EXPECT_EQ(r.found, 3);
-    EXPECT_EQ(parts[3], "");
-
-    // A delimiter that never occurs, and an empty source.
-    r = Extract_String("abc", 1, parts, 5, 0, "\\", nullptr);
-    EXPECT_EQ(r.piece, "abc");
-    EXPECT_EQ(r.found, 1);
-    r = Extract_String("", 1, parts, 5, 0, "\\", nullptr);
-    EXPECT_EQ(r.piece, "");
-    EXPECT_EQ(r.found, 1);
+    const struct {
+        const char *source, *delimiter;
+        int wanted;
+        const char* piece;
+        int found;
+        std::vector<std::string> parts;
+    } rows[] = {
+        {"root\\12\\5", "\\", 2, "12", 3, {"", "root", "12", "5", "", "", "", "", "", ""}},
+        {"a,b,c", ",", 3, "c", 3, {"", "a", "b", "c", "", "", "", "", "", ""}},
+        {"a,b,c", ",", -1, "a", 3, {"", "a", "b", "c", "", "", "", "", "", ""}},
+        {"a,b,c", ",", 4, "", 3, {"", "a", "b", "c", "", "", "", "", "", ""}},
+        {"a,b", "", 1, "a,b", 1, {"", "a,b", "", "", "", "", "", "", "", ""}},
+        {"x::y::", "::", 2, "y", 3, {"", "x", "y", "", "", "", "", "", "", ""}},
+        {"abc", "\\", 1, "abc", 1, {"", "abc", "", "", "", "", "", "", "", ""}},
+        {"", "\\", 1, "", 1, {"", "", "", "", "", "", "", "", "", ""}},
+    };
+    for (const auto& row : rows) {
+        std::vector<std::string> parts{"stale", "stale"};
+        const Extract_Result r =
+            Extract_String(row.source, row.wanted, parts, 10, 1, row.delimiter, nullptr);
+        EXPECT_EQ(r.piece, row.piece) << row.source;
+        EXPECT_EQ(r.found, row.found) << row.source;
+        EXPECT_FALSE(r.overflow) << row.source;
+        EXPECT_EQ(parts, row.parts) << row.source;
+        EXPECT_GE(r.elapsed, 0.0);
+    }
 }
 
 TEST(Extract_String, OverflowReportsInModeOneAndIsQuietInModeZero) {
@@ -68,9 +55,7 @@ TEST(Extract_String, OverflowReportsInModeOneAndIsQuietInModeZero) {
     Extract_Result r = Extract_String("a,b,c,d", 2, parts, 3, 1, ",", &ui);
     EXPECT_TRUE(r.overflow);
     EXPECT_EQ(r.piece, "b");
-    EXPECT_EQ(parts.size(), 3u);
-    EXPECT_EQ(parts[1], "a");
-    EXPECT_EQ(parts[2], "b");
+    EXPECT_EQ(parts, (std::vector<std::string>{"", "a", "b"}));
     ASSERT_EQ(ui.boxes.size(), 1u);
     EXPECT_EQ(ui.boxes[0].flags, 16);
     EXPECT_EQ(ui.boxes[0].title, "String extract function - Error!");
@@ -94,41 +79,31 @@ TEST(Extract_String, OverflowReportsInModeOneAndIsQuietInModeZero) {
     EXPECT_TRUE(parts.empty());
 }
 
+// Both ways round; single digits padded to two; text that isn't a number counts as 0.
 TEST(Parse_Serial_Range, CountsBothWaysAndPadsSingleDigits) {
-    std::vector<std::string> parts;
-    long count = -1;
-    ASSERT_TRUE(Parse_Serial_Range("123-130", parts, count));
-    EXPECT_EQ(parts[0], "123");
-    EXPECT_EQ(parts[1], "130");
-    EXPECT_EQ(count, 7);
-
-    ASSERT_TRUE(Parse_Serial_Range("130-123", parts, count));
-    EXPECT_EQ(count, 7);
-
-    ASSERT_TRUE(Parse_Serial_Range("5-9", parts, count));
-    EXPECT_EQ(parts[0], "05");
-    EXPECT_EQ(parts[1], "09");
-    EXPECT_EQ(count, 4);
-
-    ASSERT_TRUE(Parse_Serial_Range("000100-000250", parts, count));
-    EXPECT_EQ(parts[0], "000100");
-    EXPECT_EQ(count, 150);
-
-    ASSERT_TRUE(Parse_Serial_Range("7-7", parts, count));
-    EXPECT_EQ(count, 0);
+    const struct {
+        const char* text;
+        const char *first, *last;
+        long count;
+    } rows[] = {{"123-130", "123", "130", 7}, {"130-123", "130", "123", 7},
+                {"5-9", "05", "09", 4},       {"000100-000250", "000100", "000250", 150},
+                {"7-7", "07", "07", 0},       {"abc-12", "abc", "12", 12}};
+    for (const auto& row : rows) {
+        std::vector<std::string> parts;
+        long count = -1;
+        ASSERT_TRUE(Parse_Serial_Range(row.text, parts, count)) << row.text;
+        EXPECT_EQ(parts[0], row.first) << row.text;
+        EXPECT_EQ(parts[1], row.last) << row.text;
+        EXPECT_EQ(count, row.count) << row.text;
+    }
 }
 
 TEST(Parse_Serial_Range, SecondDashFailsOnTheArrayBound) {
     std::vector<std::string> parts;
     long count = -1;
     EXPECT_FALSE(Parse_Serial_Range("1-2-3", parts, count));
-    EXPECT_EQ(parts.size(), 2u);
-    EXPECT_EQ(parts[0], "1");
-    EXPECT_EQ(parts[1], "2");
+    EXPECT_EQ(parts, (std::vector<std::string>{"1", "2"}));
     EXPECT_FALSE(Parse_Serial_Range("123", parts, count));
-    // Text that isn't a number counts as 0 rather than failing.
-    ASSERT_TRUE(Parse_Serial_Range("abc-12", parts, count));
-    EXPECT_EQ(count, 12);
 }
 
 TEST(Trim_Text, BlanksOnly) {

@@ -1,21 +1,10 @@
 // The two browsers driven headless on a temporary installation.
-#include "base/dates.h"
-#include "base/ports.h"
 #include "browsers/browser_refresh.h"
 #include "browsers/resolve_tickets.h"
 #include "browsers/sell_ticets.h"
-#include "kernel/state.h"
-#include "storage/header.h"
-#include "storage/record_file.h"
-#include "storage/records.h"
+#include "storage/cache_fixture.h"
 #include "storage/reference.h"
-#include "support/fakes.h"
 #include "support/reference_writers.h"
-#include "support/temp_folder.h"
-
-#include <gtest/gtest.h>
-#include <string>
-#include <vector>
 
 namespace td::test {
 namespace {
@@ -36,48 +25,28 @@ public:
     void Sort_Buttons_Enabled(bool enabled) override { buttons = enabled; }
 };
 
-class Browsers_Test : public ::testing::Test {
+class Browsers_Test : public Data_Folder_Test {
 protected:
-    Temp_Folder folder;
-    Program_State state;
-    Fake_Ui ui;
-    Fake_Clock clock;
     Memory_Settings settings;
     Counting_Shell shell;
 
     Browsers_Test() {
-        state.Data_Folder = folder.Path();
         state.Current_Date = Date_Serial(2026, 11, 23);
-        Fuels({"АИ-92", "", "ДТ"});
+        EXPECT_TRUE(Write_Fuels(Path(state.settings.Fuel_File), {"АИ-92", "", "ДТ"}));
     }
 
-    std::string Path(const std::string& name) const { return folder.File(name); }
-
-    // A browser's column width in the per-user store, as the browser keeps it.
+    // A column width and the station totals' date in the per-user store, under the keys the
+    // store has always held: "SlTsC" and "RsTsC" with the column for the buyer and the station.
     void Keep_Width(const char* prefix, int col, const std::string& twips) {
-        settings.Save(Settings_Application, Windows_Section, prefix + std::to_string(col), twips);
+        settings.Save("Tally Depot", "Windows", prefix + std::to_string(col), twips);
     }
     std::string Width_Kept(const char* prefix, int col) {
-        return settings.Get(Settings_Application, Windows_Section, prefix + std::to_string(col),
-                            "");
+        return settings.Get("Tally Depot", "Windows", prefix + std::to_string(col), "");
     }
-
-    void Fuels(const std::vector<std::string>& names) {
-        ASSERT_TRUE(Write_Fuels(Path(state.settings.Fuel_File), names));
+    void Keep_Station_Date(const std::string& date) {
+        settings.Save("Tally Depot", "Kernel", "Date", date);
     }
-
-    static void Write_Totals(const std::string& path,
-                             const std::vector<std::vector<double>>& rows) {
-        Record_File file(path, Cache_Record_Size);
-        std::vector<std::uint8_t> raw(Cache_Record_Size);
-        for (std::size_t r = 0; r < rows.size(); ++r) {
-            Cache_Record record;
-            for (std::size_t k = 0; k < rows[r].size(); ++k)
-                record.Fuel_Total[k + 1] = rows[r][k];
-            Encode(record, raw.data());
-            ASSERT_TRUE(file.Write(r + 1, raw.data()));
-        }
-    }
+    std::string Station_Date_Kept() { return settings.Get("Tally Depot", "Kernel", "Date", ""); }
 
     void Companies(const std::vector<Company>& companies) {
         std::vector<Company_Row> rows;
@@ -86,8 +55,8 @@ protected:
             rows.push_back({c.code, c.group, c.subgroup, c.name});
             totals.push_back(c.amounts);
         }
-        ASSERT_TRUE(Write_Companies(Path(state.settings.Company_File), rows));
-        Write_Totals(Path(state.settings.Cache_Diff_File), totals);
+        ASSERT_TRUE(test::Write_Companies(Path(state.settings.Company_File), rows));
+        ASSERT_TRUE(Write_Totals(Path(state.settings.Cache_Diff_File), totals));
         state.Company_Count =
             Load_Company_Table(Path(state.settings.Company_File), state.Company_Table);
     }
@@ -95,7 +64,7 @@ protected:
     void Stations(const std::vector<std::string>& names,
                   const std::vector<std::vector<double>>& amounts) {
         ASSERT_TRUE(Write_Stations(Path(state.settings.Establishments_File), names));
-        Write_Totals(Path(state.settings.Cache_Used_File), amounts);
+        ASSERT_TRUE(Write_Totals(Path(state.settings.Cache_Used_File), amounts));
     }
 
     // Column texts 1 (code path) of the data rows.
@@ -294,17 +263,9 @@ TEST_F(Browsers_Test, TwoCompaniesOfOneNameLeadToTheFirstNode) {
 }
 
 TEST_F(Browsers_Test, WidthsPopupAndEvenedColumns) {
-    // The spellings the per-user store has always held.
-    EXPECT_STREQ(Settings_Application, "Tally Depot");
-    EXPECT_STREQ(Windows_Section, "Windows");
-    EXPECT_STREQ(Sell_Ticets::Settings_Prefix, "SlTsC");
-    EXPECT_STREQ(Resolve_Tickets::Settings_Prefix, "RsTsC");
-    EXPECT_STREQ(Resolve_Tickets::Date_Section, "Kernel");
-    EXPECT_STREQ(Resolve_Tickets::Date_Key, "Date");
-
-    Keep_Width(Sell_Ticets::Settings_Prefix, 3, "1500");
-    Keep_Width(Sell_Ticets::Settings_Prefix, 4, "2000"); // slot 2 has no name
-    Keep_Width(Sell_Ticets::Settings_Prefix, 11, "700");
+    Keep_Width("SlTsC", 3, "1500");
+    Keep_Width("SlTsC", 4, "2000"); // slot 2 has no name
+    Keep_Width("SlTsC", 11, "700");
     Companies({{"1", "", "", "Группа", {}}, {"2", "1", "", "Дочка", {1, 2, 3}}});
     Sell_Ticets browser(state, ui, clock, settings, &shell);
     ASSERT_TRUE(browser.Form_Load());
@@ -339,13 +300,12 @@ TEST_F(Browsers_Test, WidthsPopupAndEvenedColumns) {
     EXPECT_EQ(grid.Column_Width(3), 3360);
     EXPECT_EQ(grid.Column_Width(5), 3360);
     EXPECT_EQ(grid.Column_Width(4), 0);
-    EXPECT_EQ(Width_Kept(Sell_Ticets::Settings_Prefix, 5), "3360");
-    EXPECT_EQ(Width_Kept(Sell_Ticets::Settings_Prefix, 11), "0");
+    EXPECT_EQ(Width_Kept("SlTsC", 5), "3360");
+    EXPECT_EQ(Width_Kept("SlTsC", 11), "0");
 }
 
 TEST_F(Browsers_Test, BothBrowsersThroughTheirFrame) {
-    settings.Save(Settings_Application, Resolve_Tickets::Date_Section, Resolve_Tickets::Date_Key,
-                  "23.11.2026");
+    Keep_Station_Date("23.11.2026");
     Companies({{"1", "", "", "Группа", {}}, {"2", "1", "", "Дочка", {1, 2, 3}}});
     Stations({"Первая"}, {{0, 12}});
     Sell_Ticets buyer(state, ui, clock, settings, &shell);
@@ -365,32 +325,9 @@ TEST_F(Browsers_Test, BothBrowsersThroughTheirFrame) {
     EXPECT_EQ(station.MSFlexGrid1.Column_Width(0), 4800);
     EXPECT_EQ(station.MSFlexGrid1.Column_Width(1), 960);
     EXPECT_EQ(station.MSFlexGrid1.Column_Width(2), 0);
-    EXPECT_EQ(Width_Kept(Resolve_Tickets::Settings_Prefix, 0), "4800");
-    EXPECT_EQ(Width_Kept(Resolve_Tickets::Settings_Prefix, 1), "");
+    EXPECT_EQ(Width_Kept("RsTsC", 0), "4800");
+    EXPECT_EQ(Width_Kept("RsTsC", 1), "");
     EXPECT_TRUE(station_frame.Widths_Kept());
-    // The buyer's widest code path is that of a level 3 company, whatever level the grid shows.
-    Companies({{"1", "", "", "Группа", {}},
-               {"20", "1", "", "Дочка", {}},
-               {"1234", "1", "20", "Внучка с длинным именем", {}}});
-    EXPECT_FALSE(buyer_frame.Widths_Kept());
-    const auto texts = buyer.First_Layout_Texts();
-    ASSERT_EQ(texts.size(), 2u);
-    EXPECT_EQ(texts[0].col, 1);
-    EXPECT_EQ(texts[0].widest, "1:1:20:1234");
-    EXPECT_EQ(texts[1].col, 2);
-    EXPECT_EQ(texts[1].widest, "Внучка с длинным именем");
-    buyer_frame.First_Widths({{1, 1200}, {2, 1500}}, 12000);
-    EXPECT_EQ(buyer.MSFlexGrid1.Column_Width(1), 1200);
-    EXPECT_EQ(buyer.MSFlexGrid1.Column_Width(2), 1500);
-    EXPECT_EQ(buyer.MSFlexGrid1.Column_Width(3), 960);
-    EXPECT_EQ(Width_Kept(Sell_Ticets::Settings_Prefix, 1), "1200");
-    EXPECT_EQ(Width_Kept(Sell_Ticets::Settings_Prefix, 2), "1500");
-    EXPECT_EQ(Width_Kept(Sell_Ticets::Settings_Prefix, 3), "");
-    // A resize restores from the store: the fitted columns stay, the others are 960.
-    buyer.Form_Resize();
-    EXPECT_EQ(buyer.MSFlexGrid1.Column_Width(1), 1200);
-    EXPECT_EQ(buyer.MSFlexGrid1.Column_Width(5), 960);
-
     // The popups of the main window, by name, with what each click allows.
     station.MSFlexGrid1.Set_Row(1);
     station.MSFlexGrid1.Set_Col(1);
@@ -428,17 +365,14 @@ TEST_F(Browsers_Test, BothBrowsersThroughTheirFrame) {
     EXPECT_EQ(state.Current_Node_Key, "root\\1\\");
 
     // Unloading: each its own flag, the station its date, both their widths.
-    settings.Save(Settings_Application, Resolve_Tickets::Date_Section, Resolve_Tickets::Date_Key,
-                  "01.01.2026");
+    Keep_Station_Date("01.01.2026");
     station_frame.Form_Unload();
     EXPECT_FALSE(state.Station_Browser_Open);
     EXPECT_TRUE(state.Buyer_Browser_Open);
-    EXPECT_EQ(settings.Get(Settings_Application, Resolve_Tickets::Date_Section,
-                           Resolve_Tickets::Date_Key, ""),
-              "23.11.2026");
+    EXPECT_EQ(Station_Date_Kept(), "23.11.2026");
     buyer_frame.Form_Unload();
     EXPECT_FALSE(state.Buyer_Browser_Open);
-    EXPECT_EQ(Width_Kept(Sell_Ticets::Settings_Prefix, 11), "0");
+    EXPECT_EQ(Width_Kept("SlTsC", 11), "0");
 }
 
 TEST_F(Browsers_Test, StaleCachesAreRebuiltOnceAtActivation) {
@@ -473,7 +407,7 @@ TEST_F(Browsers_Test, StaleCachesAreRebuiltOnceAtActivation) {
     buyer.Form_Unload();
     EXPECT_FALSE(state.Buyer_Browser_Open);
     EXPECT_FALSE(shell.menu);
-    EXPECT_EQ(Width_Kept(Sell_Ticets::Settings_Prefix, 1), "960");
+    EXPECT_EQ(Width_Kept("SlTsC", 1), "960");
 }
 
 TEST_F(Browsers_Test, StationGridHidesAmountsByTheirText) {
@@ -486,8 +420,7 @@ TEST_F(Browsers_Test, StationGridHidesAmountsByTheirText) {
     EXPECT_EQ(Station_Amount_Text(100), "100");
     EXPECT_EQ(Station_Amount_Text(1e20), "0");
 
-    settings.Save(Settings_Application, Resolve_Tickets::Date_Section, Resolve_Tickets::Date_Key,
-                  "23.11.2026");
+    Keep_Station_Date("23.11.2026");
     Stations({"Первая", "  ", "Третья"}, {{0, 12, -3, 10.5}, {7}, {5, 1, 30}});
     Resolve_Tickets station(state, ui, clock, settings, &shell);
     ASSERT_TRUE(station.Form_Load(nullptr));
@@ -553,8 +486,7 @@ TEST_F(Browsers_Test, MovedWorkingDateRunsBothDatedCachesAtOpening) {
     ASSERT_EQ(buyer.MSFlexGrid1.Text(2, 3), "4");
 
     // Unchanged date: neither cache runs, the old totals stay.
-    settings.Save(Settings_Application, Resolve_Tickets::Date_Section, Resolve_Tickets::Date_Key,
-                  "23.11.2026");
+    Keep_Station_Date("23.11.2026");
     {
         Resolve_Tickets station(state, ui, clock, settings, &shell);
         ASSERT_TRUE(station.Form_Load(&buyer));
@@ -562,9 +494,7 @@ TEST_F(Browsers_Test, MovedWorkingDateRunsBothDatedCachesAtOpening) {
         EXPECT_EQ(buyer.MSFlexGrid1.Text(2, 3), "4");
         EXPECT_EQ(buyer.Label1, "Текущая дата: 23.11.2026");
         station.Form_Unload();
-        EXPECT_EQ(settings.Get(Settings_Application, Resolve_Tickets::Date_Section,
-                               Resolve_Tickets::Date_Key, ""),
-                  "23.11.2026");
+        EXPECT_EQ(Station_Date_Kept(), "23.11.2026");
     }
 
     // The date moved on: both totals are rebuilt from the (empty) database, the buyer browser
@@ -586,8 +516,7 @@ TEST_F(Browsers_Test, MovedWorkingDateRunsBothDatedCachesAtOpening) {
 
 TEST_F(Browsers_Test, CurrentDateCommandRebuildsTheStationTotalsFirst) {
     ASSERT_TRUE(Create_Header(Path(state.settings.Database_File), 0));
-    settings.Save(Settings_Application, Resolve_Tickets::Date_Section, Resolve_Tickets::Date_Key,
-                  "23.11.2026");
+    Keep_Station_Date("23.11.2026");
     Stations({"Первая", "Вторая"}, {{8}, {3}});
     Resolve_Tickets station(state, ui, clock, settings, &shell);
     ui.main_window_enabled = false;
@@ -602,44 +531,24 @@ TEST_F(Browsers_Test, CurrentDateCommandRebuildsTheStationTotalsFirst) {
     EXPECT_EQ(used.Size(), Max_Station_Totals * Cache_Record_Size);
 }
 
-TEST_F(Browsers_Test, DatePickerReachesTheOpenBrowsersThroughTheRegistry) {
-    Companies({{"1", "", "", "Группа", {}}, {"2", "1", "", "Дочка", {4}}});
+// The buyer's side of the registry is driven from the date picker through the views in tests/qt.
+TEST_F(Browsers_Test, DatePickerReachesTheOpenStationBrowserThroughTheRegistry) {
     Stations({"Первая"}, {{8}});
-    Sell_Ticets buyer(state, ui, clock, settings, &shell);
-    ASSERT_TRUE(buyer.Form_Load());
-    settings.Save(Settings_Application, Resolve_Tickets::Date_Section, Resolve_Tickets::Date_Key,
-                  "23.11.2026");
+    Keep_Station_Date("23.11.2026");
     Resolve_Tickets station(state, ui, clock, settings, &shell);
-    ASSERT_TRUE(station.Form_Load(&buyer));
-
+    ASSERT_TRUE(station.Form_Load(nullptr));
     int shown = 0;
     Open_Browsers open;
-    open.Set_Buyer(&buyer, [&] { ++shown; });
     open.Set_Station(&station, [&] { ++shown; });
-    Double_Click(buyer, 2, 0);
-    Write_Totals(Path(state.settings.Cache_Diff_File), {{}, {6}});
-    Write_Totals(Path(state.settings.Cache_Used_File), {{9}});
-    buyer.MSFlexGrid1.Set_Row(2);
-    buyer.MSFlexGrid1.Set_Col(3);
+    ASSERT_TRUE(Write_Totals(Path(state.settings.Cache_Used_File), {{9}}));
 
     Browser_Refresh& refresh = open;
-    refresh.Buyer_Show();
-    refresh.Buyer_Set_Label("На текущую дату: 24.11.2026");
-    int row = refresh.Buyer_Grid_Row();
-    int col = refresh.Buyer_Grid_Col();
-    refresh.Buyer_Node_Click_Again();
-    refresh.Buyer_Set_Grid_Cell(row, col);
     refresh.Station_Show();
     refresh.Station_Refresh_Data(Date_Serial(2026, 11, 24));
-    EXPECT_EQ(shown, 2);
-    EXPECT_EQ(buyer.Label1, "На текущую дату: 24.11.2026");
-    EXPECT_EQ(buyer.MSFlexGrid1.Text(2, 3), "6");
-    EXPECT_EQ(buyer.MSFlexGrid1.Col(), 3);
+    EXPECT_EQ(shown, 1);
     EXPECT_EQ(station.MSFlexGrid1.Text(1, 1), "9");
     EXPECT_EQ(station.Label1, "За текущую дату: 24.11.2026");
-
-    open.Set_Buyer(nullptr);
-    refresh.Buyer_Node_Click_Again(); // a closed browser is left alone
+    refresh.Buyer_Node_Click_Again(); // no buyer browser: left alone
     EXPECT_EQ(refresh.Buyer_Grid_Row(), 0);
 }
 

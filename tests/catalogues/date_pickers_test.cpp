@@ -2,6 +2,7 @@
 // of coupons being sold.
 #include "catalogues/date_pickers.h"
 #include "storage/cache_fixture.h"
+#include "support/reference_writers.h"
 
 #include <gtest/gtest.h>
 #include <string>
@@ -9,10 +10,6 @@
 
 namespace td::test {
 namespace {
-
-double Total(const Bytes& file, int element, int fuel) {
-    return bytes::Get_F64(file.data() + (element - 1) * 84 + 4 + 8 * fuel);
-}
 
 struct Recording_Panel : Date_Panel {
     std::vector<std::string> texts;
@@ -62,26 +59,11 @@ protected:
 
 TEST_F(Date_Pickers, WorkingDateWithNoBrowserOpenStillRebuildsBothTotals) {
     const double day = today - 10;
-    Write_Database({
-        Make_Ticket({.fuel = 1, .volume = 20, .company = 3, .sell = day - 2}),
-        Make_Ticket({.fuel = 1, .volume = 40, .company = 3, .sell = day + 1}), // sold later
-        Make_Ticket({.fuel = 2,
-                     .volume = 50,
-                     .company = 5,
-                     .sell = day - 3,
-                     .used = 1,
-                     .validation = day,
-                     .real = 49.5,
-                     .station = 2}),
-        Make_Ticket({.fuel = 2,
-                     .volume = 50,
-                     .company = 5,
-                     .sell = day - 3,
-                     .used = 1,
-                     .validation = day - 1,
-                     .real = 30,
-                     .station = 2}), // drawn the day before
-    });
+    Write_Database({Make_Ticket({1, 20, 3, day - 2}),
+                    Make_Ticket({1, 40, 3, day + 1}), // sold later
+                    Make_Ticket({2, 50, 5, day - 3, "000001", 1, 0, day, 49.5, 2}),
+                    // drawn the day before
+                    Make_Ticket({2, 50, 5, day - 3, "000001", 1, 0, day - 1, 30, 2})});
     // Stale totals of another day that must go.
     Write_All_Bytes(Path("Cache_d.dat"), Bytes(16384 * 84, 7));
     Write_All_Bytes(Path("Cache_u.dat"), Bytes(256 * 84, 7));
@@ -98,14 +80,12 @@ TEST_F(Date_Pickers, WorkingDateWithNoBrowserOpenStillRebuildsBothTotals) {
     EXPECT_EQ(state.Current_Date, day);
     EXPECT_EQ(panel.texts, std::vector<std::string>{"Текущая дата: 05.03.2024"});
 
-    Bytes buyers = File_Bytes("Cache_d.dat");
-    ASSERT_EQ(buyers.size(), 16384u * 84);
-    EXPECT_EQ(Total(buyers, 3, 1), 20.0);
-    EXPECT_EQ(Total(buyers, 5, 2), 0.0);
-    EXPECT_EQ(Total(buyers, 1, 0), 0.0);
-    Bytes stations = File_Bytes("Cache_u.dat");
-    ASSERT_EQ(stations.size(), 256u * 84);
-    EXPECT_EQ(Total(stations, 2, 2), 49.5);
+    EXPECT_EQ(File_Bytes("Cache_d.dat").size(), 16384u * 84);
+    EXPECT_EQ(Read_Total(Path("Cache_d.dat"), 3, 1), 20.0);
+    EXPECT_EQ(Read_Total(Path("Cache_d.dat"), 5, 2), 0.0);
+    EXPECT_EQ(Read_Total(Path("Cache_d.dat"), 1, 0), 0.0);
+    EXPECT_EQ(File_Bytes("Cache_u.dat").size(), 256u * 84);
+    EXPECT_EQ(Read_Total(Path("Cache_u.dat"), 2, 2), 49.5);
     EXPECT_FALSE(ui.progress_visible);
     EXPECT_TRUE(ui.main_window_enabled);
     // Nothing is remembered here: the date is saved at exit.
@@ -132,60 +112,48 @@ TEST_F(Date_Pickers, WorkingDateRefreshesOnlyTheOpenBrowsers) {
                                         "station refresh 29.02.2024"}));
 }
 
-TEST_F(Date_Pickers, FirstPeriodPresetsTheYearSoFarAndIsRemembered) {
+TEST_F(Date_Pickers, APeriodIsPresetRememberedAsChosenAndSwappedForTheReport) {
+    // The first period presets the year so far.
     clock.today = Date_Serial(2026, 11, 23);
     std::string label;
-    bool asked = Ask_Period(state, clock, settings, [&](Cld_Usr& dialog) {
+    EXPECT_TRUE(Ask_Period(state, clock, settings, [&](Cld_Usr& dialog) {
         label = dialog.Label1;
         EXPECT_EQ(dialog.Calendar2.Month_Caption(), "Январь 2026");
         dialog.Command1_Click();
-    });
-    EXPECT_TRUE(asked);
+    }));
     EXPECT_EQ(label, "Выбран период: [01.01.2026 - 23.11.2026]");
     EXPECT_EQ(state.Low_Date, Date_Serial(2026, 1, 1));
     EXPECT_EQ(state.High_Date, clock.today);
     EXPECT_EQ(Remembered("Low Date"), "01.01.2026");
     EXPECT_EQ(Remembered("High Date"), "23.11.2026");
 
-    // The next report opens on the remembered period.
-    Ask_Period(state, clock, settings, [&](Cld_Usr& dialog) {
-        EXPECT_EQ(dialog.Calendar2.value, Date_Serial(2026, 1, 1));
-        EXPECT_EQ(dialog.Calendar1.value, clock.today);
-        dialog.Command2_Click();
-    });
-}
-
-TEST_F(Date_Pickers, ReversedPeriodIsSwappedWhileTheSettingsKeepItAsChosen) {
+    // The next opens on it. Reversed, it is swapped for the report and remembered as chosen.
     const double late = Date_Serial(2025, 6, 30);
     const double early = Date_Serial(2025, 6, 1);
-    bool asked = Ask_Period(state, clock, settings, [&](Cld_Usr& dialog) {
+    EXPECT_TRUE(Ask_Period(state, clock, settings, [&](Cld_Usr& dialog) {
+        EXPECT_EQ(dialog.Calendar2.value, Date_Serial(2026, 1, 1));
+        EXPECT_EQ(dialog.Calendar1.value, clock.today);
         dialog.Set_Start(late + 0.75); // a time of day changes nothing
         dialog.Set_End(early);
         EXPECT_EQ(dialog.Label1, "Выбран период: [30.06.2025 - 01.06.2025]");
         dialog.Command1_Click();
-    });
-    EXPECT_TRUE(asked);
+    }));
     EXPECT_EQ(state.Low_Date, early);
     EXPECT_EQ(state.High_Date, late + 0.75);
     EXPECT_EQ(Remembered("Low Date"), "30.06.2025");
     EXPECT_EQ(Remembered("High Date"), "01.06.2025");
-}
 
-TEST_F(Date_Pickers, CancellingLeavesTheRememberedPeriod) {
-    settings.Save("Tally Depot", "Kernel", "Low Date", "01.02.2025");
-    settings.Save("Tally Depot", "Kernel", "High Date", "28.02.2025");
-    bool asked = Ask_Period(state, clock, settings, [&](Cld_Usr& dialog) {
-        EXPECT_EQ(dialog.Label1, "Выбран период: [01.02.2025 - 28.02.2025]");
+    // Cancelled: the remembered period stays, the report's dates are unset.
+    EXPECT_FALSE(Ask_Period(state, clock, settings, [&](Cld_Usr& dialog) {
         dialog.Command3_Click(); // "Тек. дата" moves the start and rewrites the label
         EXPECT_EQ(dialog.Calendar2.value, clock.today);
-        EXPECT_EQ(dialog.Label1, "Выбран период: [23.11.2026 - 28.02.2025]");
+        EXPECT_EQ(dialog.Label1, "Выбран период: [23.11.2026 - 01.06.2025]");
         dialog.Command2_Click();
-    });
-    EXPECT_FALSE(asked);
+    }));
     EXPECT_EQ(state.Low_Date, -1);
     EXPECT_EQ(state.High_Date, -1);
-    EXPECT_EQ(Remembered("Low Date"), "01.02.2025");
-    EXPECT_EQ(Remembered("High Date"), "28.02.2025");
+    EXPECT_EQ(Remembered("Low Date"), "30.06.2025");
+    EXPECT_EQ(Remembered("High Date"), "01.06.2025");
 }
 
 TEST_F(Date_Pickers, ValidityOkSetsTheDatesAndCaptionCancelGoesBackToUnlimited) {

@@ -2,42 +2,19 @@
 // made leaves for the next start: black-box runs of tdctl.
 #include "cli/tdctl_runner.h"
 #include "support/scratch_mount.h"
-#include "support/temp_folder.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
-#include <cstring>
 #include <fcntl.h>
-#include <filesystem>
-#include <fstream>
-#include <gtest/gtest.h>
 #include <regex>
 #include <sstream>
-#include <string>
-#include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
+namespace td::test {
 namespace {
 
 namespace fs = std::filesystem;
-using td::test::Run_Result;
-using td::test::Run_Tdctl;
-using td::test::Runtime_Folder;
-using td::test::Scratch_Mount;
-using td::test::Temp_Folder;
-
-constexpr std::size_t First_Ticket_Byte = 432; // 6 records of 72 bytes before the first ticket
-
-// What defragmentation must leave after the header page: the gap of zeros and the live records in
-// their old order. Byte 1 of a ticket record is its deletion mark.
-std::string Live_Records(const std::string& database) {
-    std::string live;
-    for (std::size_t at = First_Ticket_Byte; at + 72 <= database.size(); at += 72)
-        if (database[at + 1] == 0)
-            live += database.substr(at, 72);
-    return live;
-}
 
 // Whether a database file holds exactly `expected`; on a difference, the sizes and the first
 // differing byte rather than the whole binary file.
@@ -143,63 +120,61 @@ private:
     int release_fd_ = -1;
 };
 
-// The count tdctl verify reads from the header.
-long Verified_Count(const std::string& home, const Temp_Folder& config) {
-    Run_Result verify = Run_Tdctl("verify --home " + home, config);
-    if (verify.exit_code != 0)
-        return -1;
-    std::smatch found;
-    return std::regex_search(verify.out, found, std::regex("\ncount: (\\d+)\n"))
-               ? std::stol(found[1])
-               : -1;
-}
+class Two_Processes : public Tdctl_Test {
+protected:
+    std::string before; // the database of the installation, some of its tickets deleted
+
+    void SetUp() override {
+        Tdctl_Test::SetUp();
+        Install();
+        before = Read("TD.cdb");
+    }
+    // The database holds the live records of `before` and nothing else, and verify counts them.
+    void Expect_Defragmented(const std::string& database) {
+        const std::string live = Live_Records(before);
+        EXPECT_EQ(database.size(), First_Ticket + live.size());
+        EXPECT_TRUE(Same_Bytes(database.substr(First_Ticket), live));
+        const Run_Result verify = Verb("verify");
+        std::smatch count;
+        EXPECT_TRUE(std::regex_search(verify.out, count, std::regex("\ncount: (\\d+)\n")) &&
+                    std::stoul(count[1]) == live.size() / Ticket_Size)
+            << verify.out;
+        EXPECT_FALSE(home.Exists("data/$Defrag$.bin"));
+    }
+};
 
 // The acceptance case of the single-instance lock: the second of two defragmentations, started
 // while the first is in the middle of its copy, reaches the installation by another path (a
 // symlink) and without a runtime folder (as from cron or ssh). It is refused, and the database
 // ends as the first one leaves it. Both ways round.
-TEST(Two_Processes, ASecondDefragmentationByAnotherPathIsRefused) {
-    Temp_Folder config;
-    Temp_Folder home;
+TEST_F(Two_Processes, ASecondDefragmentationByAnotherPathIsRefused) {
     Temp_Folder links;
-    ASSERT_EQ(Run_Tdctl("init --demo --home " + home.Path(), config).exit_code, 0);
     const std::string linked = links.File("installation");
     fs::create_symlink(home.Path(), linked);
-    const std::string before = home.Read("data/TD.cdb");
-    const std::string live = Live_Records(before);
-    ASSERT_LT(live.size(), before.size() - First_Ticket_Byte); // some tickets are deleted
-    ASSERT_GT(live.size(), 72u);
+    ASSERT_LT(Live_Records(before).size(), before.size() - First_Ticket); // some are deleted
 
     for (bool linked_first : {false, true}) {
         SCOPED_TRACE(linked_first ? "first through the link" : "second through the link");
         home.Write("data/TD.cdb", before);
-        const std::string first_home = linked_first ? linked : home.Path();
-        const std::string second_home = linked_first ? home.Path() : linked;
-        const Runtime_Folder first_runtime =
-            linked_first ? Runtime_Folder::None : Runtime_Folder::Config;
-        const Runtime_Folder second_runtime =
-            linked_first ? Runtime_Folder::Config : Runtime_Folder::None;
-
-        Held_Defragmentation first(first_home, config, first_runtime);
+        Held_Defragmentation first(linked_first ? linked : home.Path(), config,
+                                   linked_first ? Runtime_Folder::None : Runtime_Folder::Config);
         ASSERT_TRUE(first.Wait_Held()) << first.Release_And_Wait().err;
         EXPECT_TRUE(home.Exists("tallydepot.lock"));
 
-        Run_Result second = Run_Tdctl("defrag --home " + second_home, config, second_runtime);
+        const Run_Result second =
+            Run_Tdctl("defrag --home " + (linked_first ? home.Path() : linked), config,
+                      linked_first ? Runtime_Folder::Config : Runtime_Folder::None);
         EXPECT_EQ(second.exit_code, 1);
-        EXPECT_NE(second.err.find("Программа уже запущена"), std::string::npos) << second.err;
+        EXPECT_TRUE(Has(second.err, "Программа уже запущена")) << second.err;
         EXPECT_EQ(second.out, "");
         // The first is still in the middle of its copy: the database and its work file are as
         // it left them.
-        EXPECT_TRUE(Same_Bytes(home.Read("data/TD.cdb"), before));
+        EXPECT_TRUE(Same_Bytes(Read("TD.cdb"), before));
         EXPECT_TRUE(home.Exists("data/$Defrag$.bin"));
 
-        Run_Result done = first.Release_And_Wait();
+        const Run_Result done = first.Release_And_Wait();
         ASSERT_EQ(done.exit_code, 0) << done.err;
-        const std::string after = home.Read("data/TD.cdb");
-        ASSERT_EQ(after.size(), First_Ticket_Byte + live.size());
-        EXPECT_TRUE(Same_Bytes(after.substr(First_Ticket_Byte), live));
-        EXPECT_EQ(Verified_Count(home.Path(), config), static_cast<long>(live.size() / 72));
-        EXPECT_FALSE(home.Exists("data/$Defrag$.bin"));
+        Expect_Defragmented(Read("TD.cdb"));
         EXPECT_FALSE(home.Exists("tallydepot.lock"));
     }
 }
@@ -207,63 +182,47 @@ TEST(Two_Processes, ASecondDefragmentationByAnotherPathIsRefused) {
 // Two installations whose settings name one data folder are two instances by the installation's
 // lock; the lock on the database file itself keeps the second defragmentation off the file the
 // first is replacing, and off its work file.
-TEST(Two_Processes, TwoInstallationsOnOneDatabaseDoNotDefragmentItTogether) {
-    Temp_Folder config;
-    Temp_Folder home;
-    Temp_Folder other;
-    ASSERT_EQ(Run_Tdctl("init --demo --home " + home.Path(), config).exit_code, 0);
+TEST_F(Two_Processes, TwoInstallationsOnOneDatabaseDoNotDefragmentItTogether) {
     // The other installation's settings: the same, with the first one's data folder named by its
     // full path (td.ini writes paths with backslashes and a drive).
+    Temp_Folder other;
     std::string ini = home.Read("td.ini");
     std::string shared = home.File("data");
-    for (char& c : shared)
-        if (c == '/')
-            c = '\\';
-    const std::size_t at = ini.find("Databases = \\data");
-    ASSERT_NE(at, std::string::npos);
-    ini.replace(at, std::strlen("Databases = \\data"), "Databases = C:" + shared);
-    other.Write("td.ini", ini);
-    const std::string before = home.Read("data/TD.cdb");
-    const std::string live = Live_Records(before);
+    std::replace(shared.begin(), shared.end(), '/', '\\');
+    const std::string databases = "Databases = \\data";
+    ASSERT_TRUE(Has(ini, databases));
+    other.Write("td.ini",
+                ini.replace(ini.find(databases), databases.size(), "Databases = C:" + shared));
 
     Held_Defragmentation first(home.Path(), config, Runtime_Folder::Config);
     ASSERT_TRUE(first.Wait_Held()) << first.Release_And_Wait().err;
-    Run_Result second = Run_Tdctl("defrag --home " + other.Path(), config);
-    EXPECT_NE(second.err.find("Ошибка!: Невозможно провести дефрагментацию!"), std::string::npos)
-        << second.err;
-    EXPECT_EQ(second.err.find("Дефрагментация завершена"), std::string::npos) << second.err;
-    EXPECT_TRUE(Same_Bytes(home.Read("data/TD.cdb"), before));
+    const Run_Result second = Run_Tdctl("defrag --home " + other.Path(), config);
+    EXPECT_TRUE(Has(second.err, "Ошибка!: Невозможно провести дефрагментацию!")) << second.err;
+    EXPECT_FALSE(Has(second.err, "Дефрагментация завершена")) << second.err;
+    EXPECT_TRUE(Same_Bytes(Read("TD.cdb"), before));
     EXPECT_TRUE(home.Exists("data/$Defrag$.bin"));
 
-    Run_Result done = first.Release_And_Wait();
+    const Run_Result done = first.Release_And_Wait();
     ASSERT_EQ(done.exit_code, 0) << done.err;
-    EXPECT_TRUE(Same_Bytes(home.Read("data/TD.cdb").substr(First_Ticket_Byte), live));
-    EXPECT_EQ(Verified_Count(home.Path(), config), static_cast<long>(live.size() / 72));
+    Expect_Defragmented(Read("TD.cdb"));
 }
 
 // A run that crashed leaves its lock file behind; the next start takes it over, as it does a lock
 // file that a crash left empty, or one naming a live process that holds no lock (a process id
 // used again).
-TEST(Two_Processes, ACrashedRunNeverBlocksTheNextStart) {
-    Temp_Folder config;
-    Temp_Folder home;
-    ASSERT_EQ(Run_Tdctl("init --demo --home " + home.Path(), config).exit_code, 0);
-    const std::string before = home.Read("data/TD.cdb");
+TEST_F(Two_Processes, ACrashedRunNeverBlocksTheNextStart) {
     {
         Held_Defragmentation crashed(home.Path(), config, Runtime_Folder::None);
         ASSERT_TRUE(crashed.Wait_Held()) << crashed.Release_And_Wait().err;
         crashed.Kill();
     }
     EXPECT_TRUE(home.Exists("tallydepot.lock"));
-    EXPECT_TRUE(
-        Same_Bytes(home.Read("data/TD.cdb"), before)); // killed mid-copy: the old database, whole
+    EXPECT_TRUE(Same_Bytes(Read("TD.cdb"), before)); // killed mid-copy: the old database, whole
 
-    Run_Result next = Run_Tdctl("defrag --home " + home.Path(), config);
+    const Run_Result next = Verb("defrag");
     ASSERT_EQ(next.exit_code, 0) << next.err;
-    EXPECT_NE(next.err.find("Программа была завершена неожиданно."), std::string::npos) << next.err;
-    EXPECT_TRUE(
-        Same_Bytes(home.Read("data/TD.cdb").substr(First_Ticket_Byte), Live_Records(before)));
-    EXPECT_FALSE(home.Exists("data/$Defrag$.bin"));
+    EXPECT_TRUE(Has(next.err, "Программа была завершена неожиданно.")) << next.err;
+    Expect_Defragmented(Read("TD.cdb"));
     EXPECT_FALSE(home.Exists("tallydepot.lock"));
 
     char host[256] = {};
@@ -272,7 +231,7 @@ TEST(Two_Processes, ACrashedRunNeverBlocksTheNextStart) {
     for (const std::string& left : {std::string(), this_process + "\ntdctl_tests\n" + host + "\n",
                                     this_process + "\ntdctl\n" + host + "\n"}) {
         home.Write("tallydepot.lock", left);
-        Run_Result run = Run_Tdctl("totals buyers --home " + home.Path(), config);
+        const Run_Result run = Verb("totals buyers");
         EXPECT_EQ(run.exit_code, 0) << "lock file: " << left << "\n" << run.err;
         EXPECT_FALSE(home.Exists("tallydepot.lock"));
     }
@@ -284,13 +243,12 @@ TEST(Instance_Lock, ALockThatCantBeMadeIsSaidSo) {
     Temp_Folder config;
     Temp_Folder parent;
     const std::string missing = parent.File("no-such-installation");
-    Run_Result nowhere = Run_Tdctl("totals buyers --home " + missing, config);
+    const Run_Result nowhere = Run_Tdctl("totals buyers --home " + missing, config);
     EXPECT_EQ(nowhere.exit_code, 1);
-    EXPECT_NE(nowhere.err.find("cannot create the lock file " + missing +
-                               "/tallydepot.lock: No such file or directory"),
-              std::string::npos)
+    EXPECT_TRUE(Has(nowhere.err, "cannot create the lock file " + missing +
+                                     "/tallydepot.lock: No such file or directory"))
         << nowhere.err;
-    EXPECT_EQ(nowhere.err.find("Программа уже запущена"), std::string::npos);
+    EXPECT_FALSE(Has(nowhere.err, "Программа уже запущена"));
     EXPECT_FALSE(fs::exists(missing));
 
     // A read-only installation: a read-only file system as root, a folder without write
@@ -311,70 +269,57 @@ TEST(Instance_Lock, ALockThatCantBeMadeIsSaidSo) {
     } else {
         GTEST_SKIP() << "no read-only file system could be mounted";
     }
-    Run_Result refused = Run_Tdctl("totals buyers --home " + home, config);
+    const Run_Result refused = Run_Tdctl("totals buyers --home " + home, config);
     ::chmod(parent.Path().c_str(), 0755);
     EXPECT_EQ(refused.exit_code, 1);
-    EXPECT_NE(
-        refused.err.find("cannot create the lock file " + home + "/tallydepot.lock: " + reason),
-        std::string::npos)
+    EXPECT_TRUE(
+        Has(refused.err, "cannot create the lock file " + home + "/tallydepot.lock: " + reason))
         << refused.err;
-    EXPECT_EQ(refused.err.find("Программа уже запущена"), std::string::npos);
+    EXPECT_FALSE(Has(refused.err, "Программа уже запущена"));
     EXPECT_FALSE(fs::exists(home + "/data"));
 }
 
 // A database that is a symlink to a file in another folder is compacted there, and the link
 // stays a link.
-TEST(Linked_Database, DefragmentationReplacesTheTargetAndKeepsTheLink) {
-    Temp_Folder config;
-    Temp_Folder home;
+TEST_F(Two_Processes, DefragmentingALinkedDatabaseReplacesTheTargetAndKeepsTheLink) {
     Temp_Folder elsewhere;
-    ASSERT_EQ(Run_Tdctl("init --demo --home " + home.Path(), config).exit_code, 0);
-    const std::string before = home.Read("data/TD.cdb");
-    fs::rename(home.File("data/TD.cdb"), elsewhere.File("TD.cdb"));
-    fs::create_symlink(elsewhere.File("TD.cdb"), home.File("data/TD.cdb"));
+    fs::rename(Data("TD.cdb"), elsewhere.File("TD.cdb"));
+    fs::create_symlink(elsewhere.File("TD.cdb"), Data("TD.cdb"));
 
-    Run_Result run = Run_Tdctl("defrag --home " + home.Path(), config);
+    const Run_Result run = Verb("defrag");
     ASSERT_EQ(run.exit_code, 0) << run.err;
-    EXPECT_EQ(run.err.find("FATAL"), std::string::npos) << run.err;
-    EXPECT_TRUE(fs::is_symlink(home.File("data/TD.cdb")));
-    EXPECT_TRUE(
-        Same_Bytes(elsewhere.Read("TD.cdb").substr(First_Ticket_Byte), Live_Records(before)));
-    EXPECT_FALSE(home.Exists("data/$Defrag$.bin"));
+    EXPECT_FALSE(Has(run.err, "FATAL")) << run.err;
+    EXPECT_TRUE(fs::is_symlink(Data("TD.cdb")));
+    Expect_Defragmented(elsewhere.Read("TD.cdb"));
     EXPECT_FALSE(elsewhere.Exists("$Defrag$.bin"));
 }
 
 // The work marker's name is made durable: its folder is flushed once the marker is created.
 // Seen from outside through strace; skipped where strace can't trace.
-TEST(Work_Marker, ItsFolderIsFlushedAfterItIsCreated) {
-    Temp_Folder config;
-    Temp_Folder home;
+TEST_F(Two_Processes, TheWorkMarkersFolderIsFlushedAfterItIsCreated) {
     Temp_Folder capture;
-    ASSERT_EQ(Run_Tdctl("init --demo --home " + home.Path(), config).exit_code, 0);
-    const int status =
-        Run_Tdctl("totals buyers --home '" + home.Path() + "'", config, Runtime_Folder::Config,
-                  "strace -f -qq -o '" + capture.File("trace") + "' -e trace=openat,fsync")
-            .exit_code;
+    const int status = Verb("totals buyers", "strace -f -qq -o '" + capture.File("trace") +
+                                                 "' -e trace=openat,fsync")
+                           .exit_code;
     const std::string trace = capture.Read("trace");
-    const std::string data = home.File("data");
-    const std::string marker_open = "\"" + data + "/Work.$$$\", O_RDWR|O_CREAT";
-    if (trace.find(marker_open) == std::string::npos)
+    const std::string marker_open = "\"" + Data("Work.$$$") + "\", O_RDWR|O_CREAT";
+    if (!Has(trace, marker_open))
         GTEST_SKIP() << "strace could not trace tdctl (status " << status << ")";
 
     // The marker's creation, then the folder opened (as a folder) and flushed by that handle.
     std::istringstream lines(trace);
-    const std::string folder_open = "openat(AT_FDCWD, \"" + data + "\", O_RDONLY";
+    const std::string folder_open = "openat(AT_FDCWD, \"" + home.File("data") + "\", O_RDONLY";
     bool marker_made = false;
     std::string folder_fd;
     bool flushed = false;
     for (std::string line; std::getline(lines, line) && !flushed;) {
         const std::size_t result = line.rfind(" = ");
         if (!marker_made) {
-            marker_made = line.find(marker_open) != std::string::npos;
-        } else if (line.find(folder_open) != std::string::npos &&
-                   line.find("O_DIRECTORY") != std::string::npos && result != std::string::npos) {
+            marker_made = Has(line, marker_open);
+        } else if (Has(line, folder_open) && Has(line, "O_DIRECTORY") &&
+                   result != std::string::npos) {
             folder_fd = line.substr(result + 3);
-        } else if (!folder_fd.empty() &&
-                   line.find("fsync(" + folder_fd + ")") != std::string::npos) {
+        } else if (!folder_fd.empty() && Has(line, "fsync(" + folder_fd + ")")) {
             flushed = result != std::string::npos && line.substr(result) == " = 0";
         }
     }
@@ -382,3 +327,4 @@ TEST(Work_Marker, ItsFolderIsFlushedAfterItIsCreated) {
 }
 
 } // namespace
+} // namespace td::test

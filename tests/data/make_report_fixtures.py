@@ -8,7 +8,7 @@ are committed, so the tests don't need Python.
 
 reports/data/        companies in three sections (one without tickets), a level 3 company, two
                      companies of one section sharing a code, a company of a group without a
-                     level 1 company; a fuel list with a gap; 14 tickets
+                     level 1 company; a fuel list with a gap; 15 tickets
 reports/*.out        the expected standard output of each verb, on the working date 15.03.2024
 reports_bad_group/   a level 1 company coded above 100: every report refuses
 """
@@ -52,6 +52,8 @@ TICKETS = [
     T("100012", 4, 1, 10, "20.02.2024", used=1, station=1, real=9.75, redeemed="15.03.2024"),
     T("100001", 5, 3, 10, "14.03.2024", used=1, station=3, real=7.25, redeemed="16.03.2024"),
     T("100013", 3, 1, 20, "13.03.2024", used=1, station=1, real=20.0, redeemed="14.03.2024"),
+    # Sold on the period's last day, the working date, and valid up to that day.
+    T("100014", 4, 1, 15, "15.03.2024", valid=("01.03.2024", "15.03.2024")),
 ]
 
 
@@ -324,6 +326,9 @@ def main():
     mf.write("reports/stats-buyer.out", buyer_stats("1:00010:00101", 1, False))
     mf.write("reports/stats-buyer-period.out", buyer_stats("1:00010:00101", 1, True))
     mf.write("reports/stats-buyer-level3.out", buyer_stats("1:00010:00101:00050", 3, False))
+    # A coupon valid for a period, and one valid at two stations.
+    mf.write("reports/stats-buyer-dates.out", buyer_stats("1:00010:00102", 3, False))
+    mf.write("reports/stats-buyer-mask.out", buyer_stats("1:00010:00101:00050", 1, False))
     mf.write("reports/ticket-redeemed.out", ticket_info("100002", 1, 20))
     mf.write("reports/ticket-sold.out", ticket_info("100003", 3, 10))
     # The number 100001 twice, with two fuels: the fuel decides.

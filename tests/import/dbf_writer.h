@@ -88,42 +88,31 @@ inline std::vector<char32_t> Code_Points(const std::string& utf8) {
     return out;
 }
 
-// Russian letters in code page 866: А..п from 0x80, р..я from 0xE0, Ё 0xF0, ё 0xF1.
-inline std::string To_866(const std::string& utf8) {
+// Russian letters in code page 866 (А..п from 0x80, р..я from 0xE0, Ё 0xF0, ё 0xF1) or 1251 (А..я
+// from 0xC0, Ё 0xA8, ё 0xB8); anything else beyond ASCII is "?".
+inline std::string To_Code_Page(const std::string& utf8, bool cp866) {
     std::string out;
     for (char32_t c : Code_Points(utf8)) {
         if (c < 0x80)
             out += static_cast<char>(c);
-        else if (c >= 0x410 && c <= 0x43F)
-            out += static_cast<char>(0x80 + (c - 0x410));
-        else if (c >= 0x440 && c <= 0x44F)
-            out += static_cast<char>(0xE0 + (c - 0x440));
+        else if (c >= 0x410 && c <= 0x44F && cp866)
+            out += static_cast<char>(c < 0x440 ? 0x80 + (c - 0x410) : 0xE0 + (c - 0x440));
+        else if (c >= 0x410 && c <= 0x44F)
+            out += static_cast<char>(0xC0 + (c - 0x410));
         else if (c == 0x401)
-            out += '\xF0';
+            out += cp866 ? '\xF0' : '\xA8';
         else if (c == 0x451)
-            out += '\xF1';
+            out += cp866 ? '\xF1' : '\xB8';
         else
             out += '?';
     }
     return out;
 }
-
-// Russian letters in code page 1251: А..я from 0xC0, Ё 0xA8, ё 0xB8.
+inline std::string To_866(const std::string& utf8) {
+    return To_Code_Page(utf8, true);
+}
 inline std::string To_1251(const std::string& utf8) {
-    std::string out;
-    for (char32_t c : Code_Points(utf8)) {
-        if (c < 0x80)
-            out += static_cast<char>(c);
-        else if (c >= 0x410 && c <= 0x44F)
-            out += static_cast<char>(0xC0 + (c - 0x410));
-        else if (c == 0x401)
-            out += '\xA8';
-        else if (c == 0x451)
-            out += '\xB8';
-        else
-            out += '?';
-    }
-    return out;
+    return To_Code_Page(utf8, false);
 }
 
 // A company record of 276 bytes as the company file holds it: Exists, then Code, Kind_Code,

@@ -11,90 +11,60 @@ namespace {
 
 constexpr const char* Section = "Tally depot beta";
 
-std::optional<std::string> Find(std::string_view text, std::string_view key) {
-    return Find_Setting(text, Section, key);
-}
-
-TEST(Find_Setting, KeyCaseBlanksAndLineEnds) {
-    EXPECT_EQ(Find("[Tally depot beta]\nDatabase=TD.cdb\n", "Database"), "TD.cdb");
-    EXPECT_EQ(Find("[Tally depot beta]\nDATABASE=Big.cdb\n", "Database"), "Big.cdb");
-    EXPECT_EQ(Find("[Tally depot beta]\n   database   =   Mine.cdb   \n", "Database"), "Mine.cdb");
-    EXPECT_EQ(Find("[Tally depot beta]\nDatabase = TD.cdb", "DATABASE"), "TD.cdb");
-    // Windows line ends leave nothing behind in the value.
-    EXPECT_EQ(Find("[Tally depot beta]\r\nDatabase = Win.cdb\r\nFuel_DB = F.dat\r\n", "Database"),
-              "Win.cdb");
-    EXPECT_EQ(Find("[Tally depot beta]\rDatabase = Mac.cdb\r", "Database"), "Mac.cdb");
-    // An empty value is a value.
-    EXPECT_EQ(Find("[Tally depot beta]\nUser =\n", "User"), "");
-    // A key is matched whole, not as a prefix.
-    EXPECT_EQ(Find("[Tally depot beta]\nDatabases = \\data\n", "Database"), std::nullopt);
-}
-
-TEST(Find_Setting, CommentCharactersAnywhereMakeTheLineAComment) {
-    std::string text = "[Tally depot beta]\n"
-                       "Database = D:/data/TD.cdb\n"
-                       "Fuel_DB = Fuel.dat # grades\n"
-                       "Towns_DB = 'Towns.dat'\n"
-                       "# User = commented\n"
-                       "Company = ООО Топливо\n";
-    EXPECT_EQ(Find(text, "Database"), std::nullopt);
-    EXPECT_EQ(Find(text, "Fuel_DB"), std::nullopt);
-    EXPECT_EQ(Find(text, "Towns_DB"), std::nullopt);
-    EXPECT_EQ(Find(text, "User"), std::nullopt);
-    EXPECT_EQ(Find(text, "Company"), "ООО Топливо");
-    // A commented-out section line doesn't open the section.
-    EXPECT_EQ(Find("# [Tally depot beta]\nDatabase = TD.cdb\n", "Database"), std::nullopt);
-}
-
-TEST(Find_Setting, SectionsDecideWhereAKeyCounts) {
-    // Before any section line nothing counts.
-    EXPECT_EQ(Find("Database = TD.cdb\n[Tally depot beta]\n", "Database"), std::nullopt);
-    // A key in another section is not found, and "[end]" closes the section.
-    EXPECT_EQ(Find("[Other]\nDatabase = X.cdb\n", "Database"), std::nullopt);
-    EXPECT_EQ(Find("[Tally depot beta]\n[end]\nDatabase = X.cdb\n", "Database"), std::nullopt);
-    EXPECT_EQ(Find("[Other]\nDatabase = X.cdb\n[Tally depot beta]\nDatabase = Y.cdb\n", "Database"),
-              "Y.cdb");
-    // Section names compare without regard to case, and are trimmed.
-    EXPECT_EQ(Find("[TALLY DEPOT BETA]\nDatabase = A.cdb\n", "Database"), "A.cdb");
-    EXPECT_EQ(Find("[  tally Depot beta  ]\nDatabase = B.cdb\n", "Database"), "B.cdb");
-    // Something after the "]" doesn't matter.
-    EXPECT_EQ(Find("[Tally depot beta] main\nDatabase = C.cdb\n", "Database"), "C.cdb");
-}
-
-TEST(Find_Setting, WhatIsNotASectionLine) {
-    // "[" without a "]" is no section line: the section before goes on.
-    EXPECT_EQ(Find("[Tally depot beta]\n[Other\nDatabase = A.cdb\n", "Database"), "A.cdb");
-    // "]" must stand at the third position or later: "[]" names no section.
-    EXPECT_EQ(Find("[Tally depot beta]\n[]\nDatabase = B.cdb\n", "Database"), "B.cdb");
-    // "[" not in the first column: no section either.
-    EXPECT_EQ(Find("[Tally depot beta]\n [Other]\nDatabase = C.cdb\n", "Database"), "C.cdb");
-    // A one-letter section is one: its "]" is at the third position.
-    EXPECT_EQ(Find("[Tally depot beta]\n[x]\nDatabase = D.cdb\n", "Database"), std::nullopt);
+// Where a key counts: in the section named (case and blanks aside, whatever follows its "]"),
+// behind no comment character, matched whole, first occurrence winning, whatever the line ends.
+TEST(Find_Setting, SectionsCommentsKeysAndLineEnds) {
+    const std::string head = "[Tally depot beta]\n";
+    const struct {
+        std::string text;
+        const char* key;
+        std::optional<std::string> value;
+    } rows[] = {
+        {head + "Database=TD.cdb\n", "Database", "TD.cdb"},
+        {head + "DATABASE=Big.cdb\n", "Database", "Big.cdb"},
+        {head + "   database   =   Mine.cdb   \n", "Database", "Mine.cdb"},
+        {head + "Database = TD.cdb", "DATABASE", "TD.cdb"},
+        {"[Tally depot beta]\r\nDatabase = Win.cdb\r\nFuel_DB = F.dat\r\n", "Database", "Win.cdb"},
+        {"[Tally depot beta]\rDatabase = Mac.cdb\r", "Database", "Mac.cdb"},
+        {head + "User =\n", "User", ""}, // an empty value is a value
+        {head + "Databases = \\data\n", "Database", std::nullopt},
+        // A comment character anywhere makes the line a comment.
+        {head + "Database = D:/data/TD.cdb\n", "Database", std::nullopt},
+        {head + "Fuel_DB = Fuel.dat # grades\n", "Fuel_DB", std::nullopt},
+        {head + "Towns_DB = 'Towns.dat'\n", "Towns_DB", std::nullopt},
+        {head + "# User = commented\nCompany = ООО Топливо\n", "User", std::nullopt},
+        {head + "# User = commented\nCompany = ООО Топливо\n", "Company", "ООО Топливо"},
+        {"# [Tally depot beta]\nDatabase = TD.cdb\n", "Database", std::nullopt},
+        // Before any section line nothing counts; "[end]" and other sections close the section.
+        {"Database = TD.cdb\n" + head, "Database", std::nullopt},
+        {"[Other]\nDatabase = X.cdb\n", "Database", std::nullopt},
+        {head + "[end]\nDatabase = X.cdb\n", "Database", std::nullopt},
+        {"[Other]\nDatabase = X.cdb\n" + head + "Database = Y.cdb\n", "Database", "Y.cdb"},
+        {"[TALLY DEPOT BETA]\nDatabase = A.cdb\n", "Database", "A.cdb"},
+        {"[  tally Depot beta  ]\nDatabase = B.cdb\n", "Database", "B.cdb"},
+        {"[Tally depot beta] main\nDatabase = C.cdb\n", "Database", "C.cdb"},
+        // No section lines: "[" without "]", "]" before the third position, "[" not first.
+        {head + "[Other\nDatabase = A.cdb\n", "Database", "A.cdb"},
+        {head + "[]\nDatabase = B.cdb\n", "Database", "B.cdb"},
+        {head + " [Other]\nDatabase = C.cdb\n", "Database", "C.cdb"},
+        {head + "[x]\nDatabase = D.cdb\n", "Database", std::nullopt},
+        // The first key wins, the value keeps further "=", a line without "=" is no key.
+        {head + "Database = First.cdb\ndatabase = Second.cdb\n", "Database", "First.cdb"},
+        {head + "User = a=b = c\n", "User", "a=b = c"},
+        {head + "Comment line without equals\n", "Comment line without equals", std::nullopt},
+        {"\xEF\xBB\xBF" + head + "Database = M.cdb\n", "Database", "M.cdb"}, // a byte order mark
+        {head + std::string("Dat\0abase = X\nDatabase = Y\0Z\n", 28), "Database",
+         std::string("Y\0Z", 3)},
+    };
+    for (const auto& row : rows)
+        EXPECT_EQ(Find_Setting(row.text, Section, row.key), row.value) << row.text;
     EXPECT_EQ(Find_Setting("[x]\nDatabase = D.cdb\n", "X", "Database"), "D.cdb");
-}
 
-TEST(Find_Setting, FirstKeyWinsAndValueKeepsFurtherEquals) {
-    std::string text = "[Tally depot beta]\n"
-                       "Comment line without equals\n"
-                       "Database = First.cdb\n"
-                       "database = Second.cdb\n"
-                       "User = a=b = c\n";
-    EXPECT_EQ(Find(text, "Database"), "First.cdb");
-    EXPECT_EQ(Find(text, "User"), "a=b = c");
-    EXPECT_EQ(Find(text, "Comment line without equals"), std::nullopt);
-    // A byte order mark doesn't hide the first section line.
-    EXPECT_EQ(Find("\xEF\xBB\xBF[Tally depot beta]\nDatabase = M.cdb\n", "Database"), "M.cdb");
-}
-
-TEST(Find_Setting, NulBytesAndHugeLines) {
-    std::string nul_line = std::string("[Tally depot beta]\nDat\0abase = X\nDatabase = Y\0Z\n", 47);
-    EXPECT_EQ(Find(nul_line, "Database"), std::string("Y\0Z", 3));
-
-    std::string long_value(1 << 20, 'x');
-    std::string text = "[Tally depot beta]\n" + std::string(1 << 20, 'q') +
-                       "\nDatabase = " + long_value + "\nFuel_DB = F.dat\n";
-    EXPECT_EQ(Find(text, "Database"), long_value);
-    EXPECT_EQ(Find(text, "Fuel_DB"), "F.dat");
+    const std::string long_value(1 << 20, 'x');
+    const std::string text =
+        head + std::string(1 << 20, 'q') + "\nDatabase = " + long_value + "\nFuel_DB = F.dat\n";
+    EXPECT_EQ(Find_Setting(text, Section, "Database"), long_value);
+    EXPECT_EQ(Find_Setting(text, Section, "Fuel_DB"), "F.dat");
 }
 
 class Settings_File : public ::testing::Test {
@@ -108,26 +78,25 @@ protected:
     test::Fake_Ui ui;
 };
 
+// Keys in either code page ("Бухгалтер" in 1251, as a file written on the other system holds it);
+// a default where the key is missing, commented out (a slash), or the file holds blank lines only.
 TEST_F(Settings_File, Get_VarFindsKeysAndFallsBackToTheDefault) {
     folder.Write("td.ini", "[Tally depot beta]\r\n"
                            "DATABASE = Main.cdb\r\n"
                            "Fuel_DB = C:/fuel.dat\r\n"
+                           "User = \xC1\xF3\xF5\xE3\xE0\xEB\xF2\xE5\xF0\r\n"
+                           "Company = ООО Топливная компания\r\n"
                            "[end]\r\n");
     EXPECT_EQ(Get_Var(Ini(), Section, "Database", "TD.cdb", ui), "Main.cdb");
-    // A slash makes the line a comment: the default stands.
-    EXPECT_EQ(Get_Var(Ini(), Section, "Fuel_DB", "Fuel.dat", ui), "Fuel.dat");
-    EXPECT_EQ(Get_Var(Ini(), Section, "User", "nobody", ui), "nobody");
-    EXPECT_EQ(Get_Var(Ini(), "Other", "Database", "TD.cdb", ui), "TD.cdb");
-    EXPECT_TRUE(ui.fatals.empty());
-    EXPECT_TRUE(ui.boxes.empty());
-}
-
-TEST_F(Settings_File, Get_VarReadsCodePage1251AsWellAsUtf8) {
-    // "Бухгалтер" in code page 1251, as a file written on the other system holds it.
-    folder.Write("td.ini", "[Tally depot beta]\nUser = \xC1\xF3\xF5\xE3\xE0\xEB\xF2\xE5\xF0\n"
-                           "Company = ООО Топливная компания\n");
     EXPECT_EQ(Get_Var(Ini(), Section, "User", "", ui), "Бухгалтер");
     EXPECT_EQ(Get_Var(Ini(), Section, "Company", "", ui), "ООО Топливная компания");
+    EXPECT_EQ(Get_Var(Ini(), Section, "Fuel_DB", "Fuel.dat", ui), "Fuel.dat");
+    EXPECT_EQ(Get_Var(Ini(), Section, "Towns_DB", "nobody", ui), "nobody");
+    EXPECT_EQ(Get_Var(Ini(), "Other", "Database", "TD.cdb", ui), "TD.cdb");
+    folder.Write("td.ini", "\n\n   \r\n");
+    EXPECT_EQ(Get_Var(Ini(), Section, "Database", "TD.cdb", ui), "TD.cdb");
+    EXPECT_TRUE(ui.fatals.empty());
+    EXPECT_TRUE(ui.boxes.empty());
 }
 
 void Expect_Get_Var_Ends_Process(const std::string& ini, test::Fake_Ui& ui) {
@@ -155,75 +124,60 @@ TEST_F(Settings_File, MissingEmptyOrUnreadableFileTakesTheFatalPath) {
     // Even when the user resumes the fatal screen, the process ends: there are no settings.
     ui.resume_fatal = true;
     Expect_Get_Var_Ends_Process(Ini(), ui);
-}
 
-TEST_F(Settings_File, BlankLinesOnlyIsNoErrorAndGivesDefaults) {
-    folder.Write("td.ini", "\n\n   \r\n");
-    EXPECT_EQ(Get_Var(Ini(), Section, "Database", "TD.cdb", ui), "TD.cdb");
-    EXPECT_TRUE(ui.fatals.empty());
-}
-
-TEST_F(Settings_File, Read_SettingsReadsEveryKeyAndMovesTheBar) {
-    folder.Write("td.ini", "[Tally depot beta]\n"
-                           "User = Бухгалтер\n"
-                           "Company = ООО Топливная компания\n"
-                           "Databases = \\data\n"
-                           "Company_DB = Co.dat\n"
-                           "Towns_DB = Tw.dat\n"
-                           "Establishment_DB = Es.dat\n"
-                           "DB_Ext = xdb\n"
-                           "Database = Main.cdb\n"
-                           "Fuel_DB = Fu.dat\n"
-                           "BackUp = Main.cbk\n"
-                           "User_Volume = Uv.dat\n"
-                           "CS_PATH = D:\\Tools\n"
-                           "Cache_Diff = Cd.dat\n"
-                           "Cache_Used = Cu.dat\n"
-                           "Cache_User = Cus.dat\n"
-                           "[end]\n");
-    std::vector<int> bar;
-    Settings s = Read_Settings(Ini(), "/opt/td", ui, [&bar](int value) { bar.push_back(value); });
-    EXPECT_EQ(s.User_Name, "Бухгалтер");
-    EXPECT_EQ(s.Company_Name, "ООО Топливная компания");
-    EXPECT_EQ(s.Databases_Path, "\\data");
-    EXPECT_EQ(s.Company_File, "Co.dat");
-    EXPECT_EQ(s.Towns_File, "Tw.dat");
-    EXPECT_EQ(s.Establishments_File, "Es.dat");
-    EXPECT_EQ(s.DB_Extension, "xdb");
-    EXPECT_EQ(s.Database_File, "Main.cdb");
-    EXPECT_EQ(s.Fuel_File, "Fu.dat");
-    EXPECT_EQ(s.Backup_File, "Main.cbk");
-    EXPECT_EQ(s.User_Volume_File, "Uv.dat");
-    EXPECT_EQ(s.CS_Program_Path, "D:\\Tools\\Cloud sculptor.exe");
-    EXPECT_EQ(s.Cache_Diff_File, "Cd.dat");
-    EXPECT_EQ(s.Cache_Used_File, "Cu.dat");
-    EXPECT_EQ(s.Cache_User_File, "Cus.dat");
-    EXPECT_EQ(bar, (std::vector<int>{2, 3, 4, 4, 5, 6, 7, 8, 9}));
-}
-
-TEST_F(Settings_File, Read_SettingsDefaultsAndTheSiblingProgramPath) {
-    folder.Write("td.ini", "[Tally depot beta]\nCS_PATH = E:\\Cloud\\\n[end]\n");
-    Settings s = Read_Settings(Ini(), "/opt/td", ui);
-    Settings defaults;
-    EXPECT_EQ(s.User_Name, "");
-    EXPECT_EQ(s.Company_Name, "");
-    EXPECT_EQ(s.Databases_Path, "/opt/td");
-    EXPECT_EQ(s.Company_File, "Company_Db.dat");
-    EXPECT_EQ(s.Database_File, "TD.cdb");
-    EXPECT_EQ(s.Cache_User_File, "Cache_Users.dat");
-    // A value ending in a backslash doesn't get a second one.
-    EXPECT_EQ(s.CS_Program_Path, "E:\\Cloud\\Cloud sculptor.exe");
-
-    folder.Write("td.ini", "[Tally depot beta]\nCS_PATH = Not define\n");
-    EXPECT_EQ(Read_Settings(Ini(), "/opt/td", ui).CS_Program_Path, "Not define");
-}
-
-TEST_F(Settings_File, Read_SettingsWithoutAFileStopsAtTheFirstKey) {
+    // Reading all the settings stops at the first key, before the bar moves.
     std::vector<int> bar;
     EXPECT_THROW(Read_Settings(Ini(), "/opt/td", ui, [&bar](int value) { bar.push_back(value); }),
                  test::Process_Ended);
     EXPECT_EQ(ui.fatals.size(), 1u);
     EXPECT_TRUE(bar.empty());
+}
+
+// Every key of the settings file into its field, or the field's default where the key is missing;
+// the bar moves as the keys are read. The program path gets its file name behind one backslash.
+TEST_F(Settings_File, Read_SettingsReadsEveryKeyOrItsDefault) {
+    const struct {
+        const char *key, *value;
+        std::string Settings::*field;
+        const char *read, *by_default;
+    } keys[] = {
+        {"User", "Бухгалтер", &Settings::User_Name, "Бухгалтер", ""},
+        {"Company", "ООО Топливо", &Settings::Company_Name, "ООО Топливо", ""},
+        {"Databases", "\\data", &Settings::Databases_Path, "\\data", "/opt/td"},
+        {"Company_DB", "Co.dat", &Settings::Company_File, "Co.dat", "Company_Db.dat"},
+        {"Towns_DB", "Tw.dat", &Settings::Towns_File, "Tw.dat", "Towns.dat"},
+        {"Establishment_DB", "Es.dat", &Settings::Establishments_File, "Es.dat",
+         "Establishments.dat"},
+        {"DB_Ext", "xdb", &Settings::DB_Extension, "xdb", "ddb"},
+        {"Database", "Main.cdb", &Settings::Database_File, "Main.cdb", "TD.cdb"},
+        {"Fuel_DB", "Fu.dat", &Settings::Fuel_File, "Fu.dat", "Fuel.dat"},
+        {"BackUp", "Main.cbk", &Settings::Backup_File, "Main.cbk", "TD.cbk"},
+        {"User_Volume", "Uv.dat", &Settings::User_Volume_File, "Uv.dat", "UsVol.dat"},
+        {"CS_PATH", "D:\\Tools", &Settings::CS_Program_Path, "D:\\Tools\\Cloud sculptor.exe",
+         "Not define"},
+        {"Cache_Diff", "Cd.dat", &Settings::Cache_Diff_File, "Cd.dat", "Cache_d.dat"},
+        {"Cache_Used", "Cu.dat", &Settings::Cache_Used_File, "Cu.dat", "Cache_u.dat"},
+        {"Cache_User", "Cus.dat", &Settings::Cache_User_File, "Cus.dat", "Cache_Users.dat"},
+    };
+    std::string text = "[Tally depot beta]\n";
+    for (const auto& k : keys)
+        text += std::string(k.key) + " = " + k.value + "\n";
+    folder.Write("td.ini", text + "[end]\n");
+    std::vector<int> bar;
+    const Settings read =
+        Read_Settings(Ini(), "/opt/td", ui, [&bar](int value) { bar.push_back(value); });
+    EXPECT_EQ(bar, (std::vector<int>{2, 3, 4, 4, 5, 6, 7, 8, 9}));
+    folder.Write("td.ini", "[Tally depot beta]\n[end]\n");
+    const Settings defaults = Read_Settings(Ini(), "/opt/td", ui);
+    for (const auto& k : keys) {
+        EXPECT_EQ(read.*k.field, k.read) << k.key;
+        EXPECT_EQ(defaults.*k.field, k.by_default) << k.key;
+    }
+
+    folder.Write("td.ini", "[Tally depot beta]\nCS_PATH = E:\\Cloud\\\n[end]\n");
+    EXPECT_EQ(Read_Settings(Ini(), "/opt/td", ui).CS_Program_Path, "E:\\Cloud\\Cloud sculptor.exe");
+    folder.Write("td.ini", "[Tally depot beta]\nCS_PATH = Not define\n");
+    EXPECT_EQ(Read_Settings(Ini(), "/opt/td", ui).CS_Program_Path, "Not define");
 }
 
 TEST(Paths, BackslashesDrivesAndRelativeFolders) {

@@ -11,7 +11,8 @@ namespace {
 class Audit_Test : public Maintenance_Test {
 protected:
     Audit_Test() {
-        Write_Stations({"Север", "Юг", "", "Запад"});
+        EXPECT_TRUE(test::Write_Stations(Path(state.settings.Establishments_File),
+                                         {"Север", "Юг", "", "Запад"}, true));
         Write_Companies({"Альфа", "Бета", "Гамма"});
     }
     Audit_Files Files() {
@@ -19,21 +20,18 @@ protected:
                 Path("Cache_d.dat"), Path("Cache_u.dat")};
     }
     Ticket_Record Sold(const char* serial, int company = 1) {
-        Ticket_Fields f;
-        f.serial = serial;
-        f.company = company;
-        f.sell = today - 2;
-        return Make_Ticket(f);
+        return Make_Ticket({.company = company, .sell = today - 2, .serial = serial});
     }
     Ticket_Record Redeemed(const char* serial, int station, double when) {
-        Ticket_Fields f;
-        f.serial = serial;
-        f.sell = today - 2;
-        f.used = 1;
-        f.validation = when;
-        f.real = 9.5;
-        f.station = station;
-        return Make_Ticket(f);
+        return Make_Ticket({1, 10, 1, today - 2, serial, 1, 0, when, 9.5, station});
+    }
+    // Fuel_Total[1] of one record of a totals file, changed by hand.
+    void Set_Total(const std::string& file, std::uint64_t record, double litres) {
+        Cache_Record total;
+        total.Fuel_Total[1] = litres;
+        Bytes raw(Cache_Record_Size);
+        Encode(total, raw.data());
+        ASSERT_TRUE(Record_File(Path(file), Cache_Record_Size).Write(record, raw.data()));
     }
 };
 
@@ -61,12 +59,7 @@ TEST_F(Audit_Test, ACleanInstallationHasNoFindings) {
         ADD_FAILURE() << Audit_Line(f);
 
     // A balance changed by hand: company 2, fuel 1 holds 10 litres by the tickets.
-    Record_File diff(Path("Cache_d.dat"), Cache_Record_Size);
-    Cache_Record record;
-    record.Fuel_Total[1] = 12;
-    Bytes raw(Cache_Record_Size);
-    Encode(record, raw.data());
-    ASSERT_TRUE(diff.Write(2, raw.data()));
+    Set_Total("Cache_d.dat", 2, 12);
     result = Audit_Installation(Files(), today);
     ASSERT_EQ(result.findings.size(), 1u);
     EXPECT_EQ(result.findings[0].kind, Audit_Finding::Kind::Company_Balance_Differs);
@@ -94,19 +87,9 @@ TEST_F(Audit_Test, OneAnomalyOfEveryKindIsFoundAndNamed) {
     Write_Database(tickets);
     Rebuild_All(state, ui, clock, Progress_Target::Form);
     // A record behind the count, and a station total off by hand.
-    Write_Database(
-        [&] {
-            auto more = tickets;
-            more.push_back(Sold("000008"));
-            return more;
-        }(),
-        static_cast<long>(tickets.size()));
-    Record_File used(Path("Cache_u.dat"), Cache_Record_Size);
-    Cache_Record record;
-    record.Fuel_Total[1] = 1;
-    Bytes raw(Cache_Record_Size);
-    Encode(record, raw.data());
-    ASSERT_TRUE(used.Write(4, raw.data()));
+    tickets.push_back(Sold("000008"));
+    Write_Database(tickets, static_cast<long>(tickets.size()) - 1);
+    Set_Total("Cache_u.dat", 4, 1);
 
     const Audit_Result result = Audit_Installation(Files(), today);
     std::multiset<K> kinds;
@@ -130,8 +113,7 @@ TEST_F(Audit_Test, OneAnomalyOfEveryKindIsFoundAndNamed) {
         "ticket\t14\t000007", "database\t0\t",      "station\t4\t"};
     EXPECT_EQ(lines, expected);
     // The balance kind on its own: a company total the tickets don't give.
-    Record_File diff(Path("Cache_d.dat"), Cache_Record_Size);
-    ASSERT_TRUE(diff.Write(3, raw.data()));
+    Set_Total("Cache_d.dat", 3, 1);
     bool found = false;
     for (const Audit_Finding& f : Audit_Installation(Files(), today).findings)
         found = found || (f.kind == K::Company_Balance_Differs && f.number == 3);

@@ -6,6 +6,7 @@
 #include "maintenance/maintenance_views.h"
 #include "storage/cache_fixture.h"
 #include "support/fakes.h"
+#include "support/reference_writers.h"
 
 #include <string>
 #include <vector>
@@ -45,42 +46,6 @@ protected:
         views.working_date = &state.Current_Date;
     }
 
-    void Write_Fuels(const std::vector<std::string>& names) {
-        Record_File file(Path(state.settings.Fuel_File), Fuel_Record_Size);
-        Bytes raw(Fuel_Record_Size);
-        for (std::size_t i = 0; i < names.size(); ++i) {
-            Fuel_Record fuel;
-            fuel.Exists = names[i].empty() ? 0 : 1;
-            fuel.Name = names[i];
-            Encode(fuel, raw.data());
-            ASSERT_TRUE(file.Write(i + 1, raw.data()));
-        }
-    }
-
-    void Write_Stations(const std::vector<std::string>& names) {
-        Record_File file(Path(state.settings.Establishments_File), Name_Record_Size);
-        Bytes raw(Name_Record_Size);
-        for (std::size_t i = 0; i < names.size(); ++i) {
-            Name_Record station;
-            station.Exists = names[i].empty() ? 0 : 1;
-            station.Name = names[i];
-            Encode(station, raw.data());
-            ASSERT_TRUE(file.Write(i + 1, raw.data()));
-        }
-    }
-
-    void Write_User_Volumes(const std::vector<double>& litres) {
-        Record_File file(Path(state.settings.User_Volume_File), User_Volume_Record_Size);
-        Bytes raw(User_Volume_Record_Size);
-        for (std::size_t i = 0; i < litres.size(); ++i) {
-            User_Volume_Record volume;
-            volume.Exists = 1;
-            volume.Litres = litres[i];
-            Encode(volume, raw.data());
-            ASSERT_TRUE(file.Write(i + 1, raw.data()));
-        }
-    }
-
     // The raw record of ticket i (from 1) as it is on disk now.
     Bytes Ticket_Bytes(long i) {
         Bytes all = File_Bytes(state.settings.Database_File);
@@ -92,16 +57,8 @@ protected:
                      all.begin() + static_cast<long>(at + Ticket_Record_Size));
     }
 
-    // Fuel_Total[fuel] of record n of a totals file, read straight from its bytes.
     double Total(const std::string& file, long n, int fuel) {
-        Bytes all = File_Bytes(file);
-        const std::size_t at =
-            static_cast<std::size_t>(n - 1) * 84 + 4 + 8 * static_cast<std::size_t>(fuel);
-        if (all.size() < at + 8)
-            return 0;
-        double value;
-        std::memcpy(&value, all.data() + at, 8);
-        return value;
+        return Read_Total(Path(file), n, fuel);
     }
 };
 

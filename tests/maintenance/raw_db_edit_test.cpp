@@ -10,23 +10,9 @@ class Raw_Edit_Test : public Maintenance_Test {
 protected:
     Raw_Edit_Test() {
         std::vector<Ticket_Record> tickets;
-        for (int i = 0; i < 10; ++i) {
-            Ticket_Fields f;
-            f.serial = "00000" + std::to_string(i);
-            f.fuel = 2;
-            f.volume = 20;
-            f.company = 3;
-            f.sell = today - 5;
-            tickets.push_back(Make_Ticket(f));
-        }
-        Ticket_Fields r;
-        r.serial = "123456";
-        r.used = 1;
-        r.validation = today + 0.5;
-        r.real = 19.5;
-        r.station = 2;
-        r.volume = 30;
-        tickets[2] = Make_Ticket(r);
+        for (int i = 0; i < 10; ++i)
+            tickets.push_back(Make_Ticket({2, 20, 3, today - 5, "00000" + std::to_string(i)}));
+        tickets[2] = Make_Ticket({1, 30, 1, 0, "123456", 1, 0, today + 0.5, 19.5, 2});
         tickets[2].Date_Limits = 1;
         tickets[2].Valid_From = today - 30;
         tickets[2].Expire_Date = today + 30;

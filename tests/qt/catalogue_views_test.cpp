@@ -4,50 +4,22 @@
 // read in Russian once Qt's own translation is installed.
 #include "base/ports.h"
 #include "base/text.h"
-#include "kernel/state.h"
 #include "qt/catalogue_views.h"
-#include "qt/grid_view.h"
-#include "qt/qt_mdi_form.h"
 #include "qt/qt_translation.h"
 #include "qt/qt_ui.h"
 #include "qt_test_support.h"
-#include "storage/record_file.h"
-#include "storage/records.h"
 #include "storage/reference.h"
-#include "support/temp_folder.h"
 
-#include <QDialog>
 #include <QHeaderView>
-#include <QLineEdit>
 #include <QMessageBox>
-#include <QPushButton>
-#include <QTimer>
-#include <fstream>
-#include <iterator>
-#include <memory>
 
 using namespace td;
-using td::test::Ending_Ui;
-using td::test::Fake_Clock;
-using td::test::Memory_Settings;
-using td::test::Temp_Folder;
+using namespace td::test;
 
-class Catalogue_Views_Test : public QObject {
+class Catalogue_Views_Test : public View_Fixture {
     Q_OBJECT
 
-    std::unique_ptr<Temp_Folder> home;
-    std::unique_ptr<Ending_Ui> ui;
-    Fake_Clock clock;
-    Memory_Settings settings;
-    std::unique_ptr<Qt_MDI_Form> window;
     QDialog* dialog_ = nullptr; // the dialog in front
-
-    std::string Path(const std::string& name) const { return home->File(name); }
-
-    std::string File_Text(const std::string& name) const {
-        std::ifstream in(Path(name), std::ios::binary);
-        return {std::istreambuf_iterator<char>(in), {}};
-    }
 
     void Fuel(int slot, const char* name, double price) {
         Record_File file(Path(State().settings.Fuel_File), Fuel_Record_Size);
@@ -75,11 +47,10 @@ class Catalogue_Views_Test : public QObject {
         return found;
     }
 
-    static QPoint Cell_Centre(Qt_Grid_View* grid, int row, int col) {
-        return grid->visualRect(grid->model()->index(row - 1, col)).center();
-    }
+    // Rows count from 1 here, as the grids' own do (row 0 is their header).
     static void Click(Qt_Grid_View* grid, int row, int col) {
-        QTest::mouseClick(grid->viewport(), Qt::LeftButton, {}, Cell_Centre(grid, row, col));
+        QTest::mouseClick(grid->viewport(), Qt::LeftButton, {},
+                          grid->visualRect(grid->model()->index(row - 1, col)).center());
     }
     // The widget of the dialog that has the keys.
     QWidget* Focus() const { return dialog_->focusWidget(); }
@@ -89,10 +60,7 @@ class Catalogue_Views_Test : public QObject {
             QTest::keyClick(Focus(), *key);
     }
     void Press(Qt::Key key) const { QTest::keyClick(Focus(), key); }
-    static QString Text(Qt_Grid_View* grid, int row, int col) {
-        grid->Grid_Model().Refresh();
-        return grid->model()->index(row - 1, col).data().toString();
-    }
+    static QString Text(Qt_Grid_View* grid, int row, int col) { return Cell(grid, row - 1, col); }
     static QPushButton* Button(QDialog* dialog, const char* caption) {
         for (QPushButton* button : dialog->findChildren<QPushButton*>())
             if (button->text() == QString::fromUtf8(caption))
@@ -100,35 +68,39 @@ class Catalogue_Views_Test : public QObject {
         return nullptr;
     }
 
+    // Typing in the catalogue and leaving it by `button` writes nothing to its file.
+    void Leaving_Writes_Nothing(const char* menu_entry, const char* caption,
+                                const std::string& file, const char* button) {
+        const std::string before = home->Read(file);
+        QDialog* dialog = Open(menu_entry, caption);
+        QVERIFY(dialog != nullptr);
+        auto* grid = dialog->findChild<Qt_Grid_View*>();
+        Click(grid, 1, 1);
+        const QString shown = Text(grid, 1, 1);
+        Type("12");
+        QVERIFY(Text(grid, 1, 1) != shown);
+        Button(dialog, button)->click();
+        QTRY_VERIFY(!dialog->isVisible());
+        QCOMPARE(home->Read(file), before);
+    }
+
 private slots:
     void init() {
-        Reset_State();
-        home = std::make_unique<Temp_Folder>();
-        ui = std::make_unique<Ending_Ui>();
-        Program_State& state = State();
-        state.Program_Folder = home->Path();
-        state.Data_Folder = home->Path();
-        window = std::make_unique<Qt_MDI_Form>(state, *ui, clock, settings);
-        window->Set_Blocking_Dialogs(false);
-        Attach_Catalogue_Views(*window, state, *ui, clock);
-        window->resize(900, 700);
-        window->show();
-        QVERIFY(QTest::qWaitForWindowExposed(window.get()));
+        New_Installation(Date_Serial(2026, 11, 23));
+        Show_Window([&] { Attach_Catalogue_Views(*window, State(), *ui, clock); });
     }
 
     void cleanup() {
         for (QDialog* dialog : window->findChildren<QDialog*>())
             dialog->close();
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-        window.reset();
+        Close_Window();
     }
 
     void fuelTypingReplacesArrowsMoveSaveWritesCancelDoesNot() {
+        QVERIFY(Write_Fuels(Path(State().settings.Fuel_File), {"АИ-92", "АИ-95", "ДТ"}));
         Fuel(1, "АИ-92", 50.1);
         Fuel(2, "АИ-95", 52.4);
-        Fuel(3, "ДТ", 60);
-        for (int slot = 4; slot <= 8; ++slot)
-            Fuel(slot, "", 0);
         QDialog* dialog = Open("mnu_Services_Fuel_cost", "Справочник ГСМ");
         QVERIFY(dialog != nullptr);
         auto* grid = dialog->findChild<Qt_Grid_View*>();
@@ -159,9 +131,7 @@ private slots:
         Type("7");
         QCOMPARE(Text(grid, 3, 0), QString("7"));
 
-        QPushButton* save = Button(dialog, "Сохранить");
-        QVERIFY(save != nullptr);
-        save->click();
+        Button(dialog, "Сохранить")->click();
         QTRY_VERIFY(!dialog->isVisible());
         std::vector<Fuel_Record> saved = Read_Fuel_Slots(Path(State().settings.Fuel_File));
         QCOMPARE(Trim_Text(saved[0].Name), std::string("АИ-92"));
@@ -170,17 +140,8 @@ private slots:
         QCOMPARE(saved[1].Price, 95.0);
         QCOMPARE(Trim_Text(saved[2].Name), std::string("7"));
 
-        // "Отмена" writes nothing, whatever was typed.
-        const std::string before = File_Text(State().settings.Fuel_File);
-        dialog = Open("mnu_Services_Fuel_cost", "Справочник ГСМ");
-        QVERIFY(dialog != nullptr);
-        grid = dialog->findChild<Qt_Grid_View*>();
-        Click(grid, 1, 1);
-        Type("1");
-        QCOMPARE(Text(grid, 1, 1), QString("1"));
-        Button(dialog, "Отмена")->click();
-        QTRY_VERIFY(!dialog->isVisible());
-        QCOMPARE(File_Text(State().settings.Fuel_File), before);
+        Leaving_Writes_Nothing("mnu_Services_Fuel_cost", "Справочник ГСМ",
+                               State().settings.Fuel_File, "Отмена");
     }
 
     void stationKeyTakesTheFocusOnlyArrowsMoveSaveWritesCancelDoesNot() {
@@ -220,15 +181,8 @@ private slots:
         QCOMPARE(Trim_Text(names[1].Name), std::string("ВтораяN"));
         QCOMPARE(Trim_Text(names[2].Name), std::string("A"));
 
-        const std::string before = File_Text(State().settings.Establishments_File);
-        dialog = Open("Mnu_Establishments", "Заправки");
-        QVERIFY(dialog != nullptr);
-        grid = dialog->findChild<Qt_Grid_View*>();
-        Click(grid, 1, 1);
-        Type("xy");
-        Button(dialog, "Отмена")->click();
-        QTRY_VERIFY(!dialog->isVisible());
-        QCOMPARE(File_Text(State().settings.Establishments_File), before);
+        Leaving_Writes_Nothing("Mnu_Establishments", "Заправки",
+                               State().settings.Establishments_File, "Отмена");
     }
 
     void volumeKeysPaddingOnLeavingSaveWritesCloseDoesNot() {
@@ -262,13 +216,8 @@ private slots:
         QCOMPARE(Read_User_Volumes(Path(State().settings.User_Volume_File)),
                  (std::vector<double>{35, 12}));
 
-        const std::string before = File_Text(State().settings.User_Volume_File);
-        dialog = Open("mnu_User_Volume", "Новая серия талонов по литражу");
-        QVERIFY(dialog != nullptr);
-        Type("44");
-        Button(dialog, "Закрыть")->click();
-        QTRY_VERIFY(!dialog->isVisible());
-        QCOMPARE(File_Text(State().settings.User_Volume_File), before);
+        Leaving_Writes_Nothing("mnu_User_Volume", "Новая серия талонов по литражу",
+                               State().settings.User_Volume_File, "Закрыть");
     }
 
     // A question box reads "Да" and "Нет", as everything around it does.

@@ -1,37 +1,18 @@
 // The views of the maintenance screens on the offscreen platform: reached from their menu entries
 // and from Eggs, their captions and fields, and one operation each driven through the widgets.
-#include "base/dates.h"
-#include "kernel/state.h"
 #include "maintenance/wisard.h"
 #include "qt/maintenance_views.h"
-#include "qt/qt_mdi_form.h"
 #include "qt/qt_user_settings.h"
 #include "qt/qt_views.h"
 #include "qt_test_support.h"
-#include "storage/header.h"
-#include "storage/record_file.h"
-#include "storage/records.h"
-#include "support/temp_folder.h"
 
 #include <QCheckBox>
-#include <QComboBox>
-#include <QDialog>
-#include <QLabel>
-#include <QLineEdit>
-#include <QPushButton>
-#include <QRadioButton>
-#include <QTimer>
 #include <filesystem>
-#include <memory>
 
 using namespace td;
 using namespace td::test;
 
 namespace {
-
-QString Q(const char* text) {
-    return QString::fromUtf8(text);
-}
 
 // Runs `check` on the modal dialog `name` once it is up.
 void When_Open(QWidget* window, const char* name, std::function<void(QDialog*)> check) {
@@ -51,56 +32,27 @@ template <typename W> W* Child(QDialog* dialog, const char* name) {
 
 } // namespace
 
-class Maintenance_Views_Test : public QObject {
+class Maintenance_Views_Test : public View_Fixture {
     Q_OBJECT
 
-    std::unique_ptr<Temp_Folder> home;
-    std::unique_ptr<Ending_Ui> ui;
-    Fake_Clock clock;
     Qt_User_Settings store;
-    std::unique_ptr<Qt_MDI_Form> window;
 
 private slots:
     void init() {
-        Reset_State();
-        home = std::make_unique<Temp_Folder>();
-        ui = std::make_unique<Ending_Ui>();
-        Program_State& state = State();
-        state.Program_Folder = home->Path();
-        state.Data_Folder = home->Path();
-        state.Current_Date = Date_Serial(2026, 3, 5);
-        // Three tickets of 20 litres; the second redeemed today.
-        const std::string db = home->File("TD.cdb");
-        QVERIFY(Create_Header(db, 3));
-        Record_File file(db, Ticket_Record_Size);
-        for (int i = 0; i < 3; ++i) {
-            Ticket_Record t;
-            t.Fuel = 1;
-            t.Volume = 20;
-            t.Company = 1;
-            t.Set_Serial("00000" + std::to_string(i + 1));
-            t.Sell_Date = state.Current_Date - 1;
-            t.Used = i == 1 ? 1 : 0;
-            t.Establishment = i == 1 ? 1 : 0;
-            t.Validation_Date = i == 1 ? state.Current_Date : 0;
-            std::uint8_t raw[Ticket_Record_Size];
-            Encode(t, raw);
-            QVERIFY(file.Write(static_cast<std::uint64_t>(7 + i), raw));
-        }
-        window = std::make_unique<Qt_MDI_Form>(state, *ui, clock, store);
-        window->Set_Blocking_Dialogs(false);
-        Attach_Maintenance_Views(*window, state, *ui, clock, store);
-        window->show();
-        QVERIFY(QTest::qWaitForWindowExposed(window.get()));
-    }
-
-    void cleanup() {
-        window.reset();
-        home.reset();
+        New_Installation(Date_Serial(2026, 3, 5));
+        // Three tickets of 20 litres sold yesterday; the second redeemed today at station 1.
+        const double today = State().Current_Date;
+        std::vector<Ticket_Record> tickets;
+        for (const char* serial : {"000001", "000002", "000003"})
+            tickets.push_back(Sold_Ticket(serial, 1, 20, 1, today - 1));
+        tickets[1].Used = 1;
+        tickets[1].Establishment = 1;
+        tickets[1].Validation_Date = today;
+        Write_Tickets(tickets);
+        Show_Window([&] { Attach_Maintenance_Views(*window, State(), *ui, clock, store); }, &store);
     }
 
     void backupThroughTheWizardsPages() {
-        QVERIFY(window->Menu_Action("mnu_create_backup")->isEnabled());
         const std::string target = home->File("arc");
         When_Open(window.get(), "Wisard", [&](QDialog* dialog) {
             QCOMPARE(dialog->windowTitle(), Q("Мастер резервного копирования"));

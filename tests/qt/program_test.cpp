@@ -1,27 +1,13 @@
 // The real desktop program, started and ended on temporary installations through its test hooks
 // (TALLY_DEPOT_AUTO_ANSWER, TALLY_DEPOT_AUTO_CLOSE), judged by what it says and leaves on disk.
-#include "base/dates.h"
 #include "qt_test_support.h"
-#include "support/temp_folder.h"
 
 #include <QDir>
 #include <QProcess>
 #include <QSettings>
-#include <filesystem>
 
+using td::test::Q;
 using td::test::Temp_Folder;
-
-namespace {
-
-QString Q(const char* text) {
-    return QString::fromUtf8(text);
-}
-
-QStringList Number_Index_Files(const QString& folder) {
-    return QDir(folder).entryList({"z*.dat", "Z*.DAT"}, QDir::Files);
-}
-
-} // namespace
 
 class Program_Test : public QObject {
     Q_OBJECT
@@ -30,26 +16,21 @@ class Program_Test : public QObject {
     QString config;
     QString runtime;
 
-    QProcessEnvironment Environment(const QString& answers, int auto_close_ms) const {
+    QProcessEnvironment Environment(const QString& answers) const {
         QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
         env.insert("TALLY_DEPOT_HOME", QString::fromStdString(home->Path()));
         env.insert("XDG_CONFIG_HOME", config);
         env.insert("XDG_RUNTIME_DIR", runtime);
         env.insert("QT_QPA_PLATFORM", "offscreen");
         env.insert("TALLY_DEPOT_AUTO_ANSWER", answers);
-        if (auto_close_ms >= 0)
-            env.insert("TALLY_DEPOT_AUTO_CLOSE", QString::number(auto_close_ms));
-        else
-            env.remove("TALLY_DEPOT_AUTO_CLOSE");
+        env.insert("TALLY_DEPOT_AUTO_CLOSE", "100");
         env.remove("TALLY_DEPOT_SCREENSHOT");
         env.remove("TALLY_DEPOT_TOUR");
         return env;
     }
 
     // One run to its end; its lines on standard error that the hooks wrote.
-    QStringList Run(int& exit_code, const QString& answers = "yes", int auto_close_ms = 100) {
-        return Run_In(Environment(answers, auto_close_ms), exit_code);
-    }
+    QStringList Run(int& exit_code) { return Run_In(Environment("yes"), exit_code); }
 
     QStringList Run_In(const QProcessEnvironment& environment, int& exit_code) {
         QProcess program;
@@ -62,25 +43,11 @@ class Program_Test : public QObject {
         } else {
             exit_code = program.exitStatus() == QProcess::NormalExit ? program.exitCode() : -2;
         }
-        return Hook_Lines(program.readAllStandardError());
-    }
-
-    static QStringList Hook_Lines(const QByteArray& output) {
         QStringList lines;
-        for (const QString& line : QString::fromUtf8(output).split('\n'))
+        for (const QString& line : QString::fromUtf8(program.readAllStandardError()).split('\n'))
             if (line.startsWith("tallydepot: "))
                 lines << line.mid(12);
         return lines;
-    }
-
-    // Started and left running until its main window is up.
-    void Start_And_Wait(QProcess& program, const QString& answers = "yes") {
-        program.setProcessEnvironment(Environment(answers, -1));
-        program.start(TALLYDEPOT_PATH, {});
-        QVERIFY(program.waitForStarted());
-        QByteArray seen;
-        QTRY_VERIFY_WITH_TIMEOUT((seen += program.readAllStandardError()).contains("shown |"),
-                                 60000);
     }
 
     QString Stored_Date() {
@@ -97,6 +64,9 @@ class Program_Test : public QObject {
 
     QString Data() const { return QString::fromStdString(home->Path() + "/data"); }
     QString Marker() const { return Data() + "/Work.$$$"; }
+    static QStringList Number_Index_Files(const QString& folder) {
+        return QDir(folder).entryList({"z*.dat", "Z*.DAT"}, QDir::Files);
+    }
 
     static QString Today() {
         QDate today = QDate::currentDate();
@@ -143,45 +113,6 @@ private slots:
         QCOMPARE(Stored_Date(), Q("05.03.2026"));
     }
 
-    void killedRunLeavesTheMarkerAndTheNextStartSaysSo() {
-        Write_Demo();
-        QProcess program;
-        Start_And_Wait(program);
-        QVERIFY(QFile::exists(Marker()));
-        QVERIFY(!Number_Index_Files(Data()).isEmpty());
-        program.kill();
-        program.waitForFinished();
-        QVERIFY(QFile::exists(Marker()));
-
-        int code = 0;
-        QStringList lines = Run(code);
-        QCOMPARE(code, 0);
-        QCOMPARE(lines[0], Q("box 0  | Программа была завершена неожиданно."));
-        QVERIFY(!QFile::exists(Marker()));
-        QVERIFY(Number_Index_Files(Data()).isEmpty());
-    }
-
-    void exitAnsweredNoKeepsTheWindow() {
-        Write_Demo();
-        // The first question is answered No: the window stays, and nothing closes it again.
-        QProcess program;
-        program.setProcessEnvironment(Environment("no", 100));
-        program.start(TALLYDEPOT_PATH, {});
-        QVERIFY(program.waitForStarted());
-        QByteArray seen;
-        QTRY_VERIFY_WITH_TIMEOUT((seen += program.readAllStandardError()).contains("box 36") &&
-                                     seen.contains("close refused"),
-                                 60000);
-        QCOMPARE(program.state(), QProcess::Running);
-        QVERIFY(QFile::exists(Marker()));
-        // It still holds the installation: a second start is refused.
-        int code = 0;
-        QCOMPARE(Run(code), QStringList{Q("box 0  | Программа уже запущена")});
-        QCOMPARE(code, 1);
-        program.kill();
-        program.waitForFinished();
-    }
-
     void onlySettingsFileThreeWarningsThenAnEmptyWindow() {
         QFile::copy(QString(TD_SOURCE_DIR) + "/data/td.ini",
                     QString::fromStdString(home->File("td.ini")));
@@ -207,35 +138,45 @@ private slots:
         QCOMPARE(lines[0], Q("fatal 0x07331056FFAD | Std_Functions\\Get_Var"));
     }
 
-    void secondInstanceIsRefused() {
+    // A run whose exit is answered No keeps its window and its installation: a second start is
+    // refused, also through a symlink with no runtime folder (as from cron or ssh). Killed, it
+    // leaves its marker; the next start says so, clears up and is not blocked.
+    void aRunningProgramHoldsItsInstallationAndAKilledOneLeavesItsMarker() {
         Write_Demo();
         QProcess first;
-        Start_And_Wait(first);
-        // The lock lies in the installation itself.
+        first.setProcessEnvironment(Environment("no"));
+        first.start(TALLYDEPOT_PATH, {});
+        QVERIFY(first.waitForStarted());
+        QByteArray seen;
+        QTRY_VERIFY_WITH_TIMEOUT((seen += first.readAllStandardError()).contains("box 36") &&
+                                     seen.contains("close refused"),
+                                 60000);
+        QCOMPARE(first.state(), QProcess::Running);
+        QVERIFY(QFile::exists(Marker()));
+        QVERIFY(!Number_Index_Files(Data()).isEmpty());
         QVERIFY(QFile::exists(QString::fromStdString(home->File("tallydepot.lock"))));
         int code = 0;
-        QStringList lines = Run(code);
-        QCOMPARE(lines, QStringList{Q("box 0  | Программа уже запущена")});
+        QCOMPARE(Run(code), QStringList{Q("box 0  | Программа уже запущена")});
         QCOMPARE(code, 1);
-
-        // Reached through a symlink, with no runtime folder (as from cron or ssh): the same lock.
         Temp_Folder links;
         const QString linked = QString::fromStdString(links.File("installation"));
         QVERIFY(QFile::link(QString::fromStdString(home->Path()), linked));
-        QProcessEnvironment elsewhere = Environment("yes", 100);
+        QProcessEnvironment elsewhere = Environment("yes");
         elsewhere.insert("TALLY_DEPOT_HOME", linked);
         elsewhere.remove("XDG_RUNTIME_DIR");
-        lines = Run_In(elsewhere, code);
-        QCOMPARE(lines, QStringList{Q("box 0  | Программа уже запущена")});
+        QCOMPARE(Run_In(elsewhere, code), QStringList{Q("box 0  | Программа уже запущена")});
         QCOMPARE(code, 1);
         QCOMPARE(first.state(), QProcess::Running);
+
         first.kill();
         first.waitForFinished();
-
-        // A killed run never blocks the next start.
-        lines = Run(code);
+        QVERIFY(QFile::exists(Marker()));
+        QStringList lines = Run(code);
         QCOMPARE(code, 0);
-        QVERIFY(lines.join('\n').contains("shown |"));
+        QCOMPARE(lines[0], Q("box 0  | Программа была завершена неожиданно."));
+        QVERIFY(lines[1].startsWith("shown |"));
+        QVERIFY(!QFile::exists(Marker()));
+        QVERIFY(Number_Index_Files(Data()).isEmpty());
     }
 };
 

@@ -17,6 +17,8 @@ td_fixture_test(reports stats-buyer "${td_report_date}|stats buyer 1:00010:00101
 td_fixture_test(reports stats-buyer-period
     "${td_report_date}|stats buyer 1:00010:00101 1 ${td_period}" 0)
 td_fixture_test(reports stats-buyer-level3 "${td_report_date}|stats buyer 1:00010:00101:00050 ДТ" 0)
+td_fixture_test(reports stats-buyer-dates "${td_report_date}|stats buyer 1:00010:00102 ДТ" 0)
+td_fixture_test(reports stats-buyer-mask "${td_report_date}|stats buyer 1:00010:00101:00050 1" 0)
 td_fixture_test(reports ticket-redeemed "${td_report_date}|ticket 100002 --fuel 1 --volume 20" 0)
 td_fixture_test(reports ticket-sold "${td_report_date}|ticket 100003 --fuel ДТ --volume 10" 0)
 td_fixture_test(reports ticket-same-number "${td_report_date}|ticket 100001 --fuel 3 --volume 10" 0)

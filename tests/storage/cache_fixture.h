@@ -65,6 +65,20 @@ inline Bytes Whole_File(const std::string& path) {
     return bytes;
 }
 
+// Byte strings one after the other: the fields of a record, the records of a file.
+inline Bytes Join(const std::vector<Bytes>& parts) {
+    Bytes all;
+    for (const Bytes& part : parts)
+        all.insert(all.end(), part.begin(), part.end());
+    return all;
+}
+
+// Sets the write budget of the file layer (the bytes that still fit on the disk) for one scope.
+struct Write_Budget {
+    explicit Write_Budget(long long bytes) { record_file_hook::Write_Budget = bytes; }
+    ~Write_Budget() { record_file_hook::Write_Budget = -1; }
+};
+
 template <typename T> void Put(Bytes& bytes, std::size_t at, T value) {
     std::memcpy(bytes.data() + at, &value, sizeof value);
 }

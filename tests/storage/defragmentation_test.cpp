@@ -1,5 +1,5 @@
-// Defragmentation: the live tickets copied into a new file that takes the database's place, and the
-// reindex command.
+// Defragmentation: the live tickets copied into a new file that takes the database's place. (The
+// reindex command is tried as tdctl's rebuild and from the main window's menu.)
 #include "kernel/cache_passes.h"
 #include "kernel/fatal.h"
 #include "shell/database_commands.h"
@@ -72,92 +72,53 @@ protected:
     }
 };
 
-TEST_F(Defragmentation, WithoutDeletedTicketsOnlyTheHeaderAndTheGapChange) {
-    Write_Database(Tickets(50, 0, today));
-    Bytes old_db = File_Bytes("TD.cdb");
-    std::fill(old_db.begin() + 350, old_db.begin() + 432, 0xAB); // an earlier write's leftovers
-    Write_All_Bytes(Path("TD.cdb"), old_db);
-    state.Ticket_Count = 999;
-
-    EXPECT_EQ(Defragment(), "$ERROR$");
-    const Bytes now = File_Bytes("TD.cdb");
-    EXPECT_EQ(now, Compacted(old_db));
-    ASSERT_EQ(now.size(), old_db.size());
-    EXPECT_EQ(Bytes(now.begin() + 350, now.begin() + 432), Bytes(82, 0));
-    EXPECT_TRUE(std::equal(now.begin() + 432, now.end(), old_db.begin() + 432));
-
-    EXPECT_EQ(state.Ticket_Count, 999); // kept until the next start, as required
-    Expect_Done_Box();
-    EXPECT_FALSE(folder.Exists("$Defrag$.bin"));
-    // The rebuild ran ("new", target "null") and left its progress form up.
-    EXPECT_EQ(state.Ticket_Table.size(), 51u);
-    EXPECT_EQ(File_Bytes("Cache_d.dat").size(), 16384u * 84);
-    EXPECT_TRUE(ui.progress_visible);
-    EXPECT_TRUE(ui.main_window_enabled);
-    EXPECT_TRUE(ui.fatals.empty());
-}
-
+// None deleted (only the header and the gap change), some, all, and no tickets at all: the live
+// tickets move up in their old order, the new file keeps the old one's permissions, and the rebuild
+// behind it ("new", target "null") indexes the new record numbers and leaves its progress form up.
 TEST_F(Defragmentation, DeletedTicketsGoAndTheRestMoveUp) {
-    Write_Database(Tickets(30, 3, today));
-    const Bytes old_db = File_Bytes("TD.cdb");
-    ASSERT_EQ(::chmod(Path("TD.cdb").c_str(), 0640), 0);
+    const struct { int count, every_deleted; } shapes[] = {{50, 0}, {30, 3}, {12, 1}, {0, 0}};
+    for (const auto& shape : shapes) {
+        SCOPED_TRACE(testing::Message()
+                     << shape.count << " tickets, every " << shape.every_deleted);
+        std::filesystem::remove(Path("TD.cdb"));
+        Write_Database(Tickets(shape.count, shape.every_deleted, today));
+        Bytes old_db = File_Bytes("TD.cdb");
+        if (old_db.size() > 432) // an earlier write's leftovers in the gap
+            std::fill(old_db.begin() + 350, old_db.begin() + 432, 0xAB);
+        Write_All_Bytes(Path("TD.cdb"), old_db);
+        ASSERT_EQ(::chmod(Path("TD.cdb").c_str(), 0640), 0);
+        state.Ticket_Count = 999;
+        ui = Fake_Ui();
 
-    Defragment();
-    EXPECT_EQ(File_Bytes("TD.cdb"), Compacted(old_db));
-    struct stat st {};
-    ASSERT_EQ(::stat(Path("TD.cdb").c_str(), &st), 0);
-    EXPECT_EQ(st.st_mode & 0777, 0640u); // the new file keeps the old one's permissions
+        EXPECT_EQ(Defragment(), "$ERROR$");
+        const Bytes now = File_Bytes("TD.cdb");
+        EXPECT_EQ(now, Compacted(old_db));
+        struct stat st {};
+        ASSERT_EQ(::stat(Path("TD.cdb").c_str(), &st), 0);
+        EXPECT_EQ(st.st_mode & 0777, 0640u);
+        EXPECT_EQ(state.Ticket_Count, 999); // kept until the next start, as required
+        Expect_Done_Box();
+        EXPECT_FALSE(folder.Exists("$Defrag$.bin"));
 
-    ASSERT_EQ(state.Ticket_Table.size(), 21u);
-    for (std::size_t i = 1; i < state.Ticket_Table.size(); ++i)
-        EXPECT_EQ(state.Ticket_Table[i].Deleted, 0);
-    // The index holds the new record numbers: ticket 3 was deleted, so ticket 4 is now third.
-    EXPECT_EQ(state.Ticket_Table[3].Serial_Text(), "500004");
-    Header_Info info;
-    ASSERT_EQ(Read_Header(Path("TD.cdb"), info), "Ok");
-    EXPECT_EQ(info.count, 20);
-}
-
-TEST_F(Defragmentation, AllDeletedOrNoneAtAllLeavesAHeaderAlone) {
-    Write_Database(Tickets(12, 1, today));
-    Defragment();
-    EXPECT_EQ(File_Bytes("TD.cdb").size(), 350u);
-    Header_Info info;
-    ASSERT_EQ(Read_Header(Path("TD.cdb"), info), "Ok");
-    EXPECT_EQ(info.count, 0);
-    Expect_Done_Box();
-
-    // N = 0: the same file again, and the message all the same.
-    ui.boxes.clear();
-    const std::string page = Build_Header_Page(0);
-    EXPECT_EQ(File_Bytes("TD.cdb"), Bytes(page.begin(), page.end()));
-    Defragment();
-    EXPECT_EQ(File_Bytes("TD.cdb"), Bytes(page.begin(), page.end()));
-    Expect_Done_Box();
-    EXPECT_EQ(state.Ticket_Table.size(), 1u);
-}
-
-TEST_F(Defragmentation, AWorkFileThatCantBeRemovedRefusesTheOperation) {
-    Write_Database(Tickets(10, 2, today));
-    const Bytes old_db = File_Bytes("TD.cdb");
-    ASSERT_EQ(::mkdir(Path("$Defrag$.bin").c_str(), 0755), 0);
-    folder.Write("$Defrag$.bin/inside", "x");
-    state.Ticket_Table.assign(4, Ticket_Record{});
-
-    EXPECT_TRUE(Defrag_File_Busy(state.Path_Of(Defrag_Work_File)));
-    EXPECT_EQ(Defragment(), "$ERROR$");
-    ASSERT_EQ(ui.boxes.size(), 1u);
-    EXPECT_EQ(ui.boxes[0].text, "Невозможно провести дефрагментацию!");
-    EXPECT_EQ(ui.boxes[0].flags, 16);
-    EXPECT_EQ(ui.boxes[0].title, "Ошибка!");
-    EXPECT_EQ(File_Bytes("TD.cdb"), old_db);
-    EXPECT_EQ(state.Ticket_Table.size(), 4u); // no rebuild
-    EXPECT_TRUE(ui.progress_labels.empty());
+        const std::size_t live = (now.size() - std::min<std::size_t>(now.size(), 432)) / 72;
+        ASSERT_EQ(state.Ticket_Table.size(), live + 1);
+        for (std::size_t i = 1; i <= live; ++i) {
+            EXPECT_EQ(state.Ticket_Table[i].Deleted, 0);
+            EXPECT_EQ(state.Ticket_Table[i].Serial_Text(),
+                      std::string(now.begin() + 432 + 72 * (i - 1) + 16,
+                                  now.begin() + 432 + 72 * (i - 1) + 22));
+        }
+        EXPECT_EQ(File_Bytes("Cache_d.dat").size(), 16384u * 84);
+        EXPECT_TRUE(ui.progress_visible);
+        EXPECT_TRUE(ui.main_window_enabled);
+        EXPECT_TRUE(ui.fatals.empty());
+    }
 }
 
 // The copy goes by the header's count. Records behind it, or a header whose sum disagrees, stop
-// the operation before anything is touched; only an explicit Drop copies by the count regardless.
-TEST_F(Defragmentation, RecordsBehindTheCountOrABadChecksumRefuseUnlessDroppingIsAskedFor) {
+// the operation before anything is touched, and the box says which (an explicit Drop, which copies
+// by the count regardless, is tdctl's "defrag --drop-uncounted", tried there).
+TEST_F(Defragmentation, RecordsBehindTheCountOrABadChecksumRefuse) {
     Write_Database(Tickets(20, 4, today), 9);
     const Bytes old_db = File_Bytes("TD.cdb");
     state.Ticket_Table.assign(4, Ticket_Record{});
@@ -194,28 +155,17 @@ TEST_F(Defragmentation, RecordsBehindTheCountOrABadChecksumRefuseUnlessDroppingI
     EXPECT_NE(ui.boxes[0].text.find("Контрольная сумма"), std::string::npos);
     EXPECT_EQ(ui.boxes[0].text.find("сверх"), std::string::npos);
     EXPECT_EQ(File_Bytes("TD.cdb"), damaged);
-
-    // Asked for explicitly: the first nine tickets are compacted, the eleven behind them go.
-    Write_Database(Tickets(20, 4, today), 9);
-    const Bytes counted_nine = File_Bytes("TD.cdb");
-    ui.boxes.clear();
-    SE_Defragmentation(state, ui, clock, "TD.cdb", Defrag_Uncounted::Drop, &refusal);
-    EXPECT_FALSE(refusal.refused);
-    Bytes first_nine(counted_nine.begin(), counted_nine.begin() + 432 + 9 * 72);
-    std::string page = Build_Header_Page(9);
-    std::copy(page.begin(), page.end(), first_nine.begin());
-    EXPECT_EQ(File_Bytes("TD.cdb"), Compacted(first_nine));
-    Expect_Done_Box();
 }
 
-TEST_F(Defragmentation, ALeftoverReadOnlyWorkFileIsCleared) {
+// A work file left behind by a crash is cleared, read-only or not, and must not leak into the new
+// file; one that can't be removed (a folder in its place) refuses the operation.
+TEST_F(Defragmentation, AWorkFileLeftBehindIsClearedOrRefusesTheOperation) {
     EXPECT_FALSE(Defrag_File_Busy(state.Path_Of(Defrag_Work_File))); // nothing there: not busy
     folder.Write("$Defrag$.bin", "left behind by a crash");
     ASSERT_EQ(::chmod(Path("$Defrag$.bin").c_str(), 0444), 0);
     EXPECT_FALSE(Defrag_File_Busy(state.Path_Of(Defrag_Work_File)));
     EXPECT_FALSE(folder.Exists("$Defrag$.bin"));
 
-    // A leftover longer than the new file must not leak into it.
     Write_Database(Tickets(10, 2, today));
     const Bytes old_db = File_Bytes("TD.cdb");
     Write_All_Bytes(Path("$Defrag$.bin"), Bytes(5000, 0xEE));
@@ -224,6 +174,22 @@ TEST_F(Defragmentation, ALeftoverReadOnlyWorkFileIsCleared) {
     EXPECT_EQ(File_Bytes("TD.cdb"), Compacted(old_db));
     EXPECT_FALSE(folder.Exists("$Defrag$.bin"));
     Expect_Done_Box();
+
+    Write_Database(Tickets(10, 2, today));
+    const Bytes again = File_Bytes("TD.cdb");
+    ASSERT_EQ(::mkdir(Path("$Defrag$.bin").c_str(), 0755), 0);
+    folder.Write("$Defrag$.bin/inside", "x");
+    state.Ticket_Table.assign(4, Ticket_Record{});
+    ui = Fake_Ui();
+    EXPECT_TRUE(Defrag_File_Busy(state.Path_Of(Defrag_Work_File)));
+    EXPECT_EQ(Defragment(), "$ERROR$");
+    ASSERT_EQ(ui.boxes.size(), 1u);
+    EXPECT_EQ(ui.boxes[0].text, "Невозможно провести дефрагментацию!");
+    EXPECT_EQ(ui.boxes[0].flags, 16);
+    EXPECT_EQ(ui.boxes[0].title, "Ошибка!");
+    EXPECT_EQ(File_Bytes("TD.cdb"), again);
+    EXPECT_EQ(state.Ticket_Table.size(), 4u); // no rebuild
+    EXPECT_TRUE(ui.progress_labels.empty());
 }
 
 // A header that can't be read gives no count to trust: copying by it could only lose tickets, so
@@ -335,84 +301,50 @@ TEST_F(Defragmentation, KilledAtAnyPointLeavesTheOldOrTheNewDatabaseWhole) {
     }
 }
 
-// A database that is a symlink to a file elsewhere is compacted beside its real file and
-// replaced there: the link stays a link, and no work file lands in either folder.
+// A database that is a symlink to a file elsewhere, on this file system or on another one, is
+// compacted beside its real file and replaced there (the rename stays within that file system):
+// the link stays a link, and no work file lands in either folder.
 TEST_F(Defragmentation, ALinkedDatabaseIsReplacedAtItsTarget) {
     Temp_Folder elsewhere;
-    Write_Database(Tickets(40, 4, today));
-    const Bytes old_db = File_Bytes("TD.cdb");
-    ASSERT_EQ(std::rename(Path("TD.cdb").c_str(), elsewhere.File("TD.cdb").c_str()), 0);
-    ASSERT_EQ(::chmod(elsewhere.File("TD.cdb").c_str(), 0600), 0);
-    ASSERT_EQ(::symlink(elsewhere.File("TD.cdb").c_str(), Path("TD.cdb").c_str()), 0);
-    EXPECT_EQ(Defrag_Work_Path(Path("TD.cdb")),
-              std::filesystem::canonical(elsewhere.Path()).string() + "/$Defrag$.bin");
-
-    Defragment();
-    EXPECT_TRUE(ui.fatals.empty());
-    Expect_Done_Box();
-    struct stat link {};
-    ASSERT_EQ(::lstat(Path("TD.cdb").c_str(), &link), 0);
-    EXPECT_TRUE(S_ISLNK(link.st_mode));
-    EXPECT_EQ(Whole_File(elsewhere.File("TD.cdb")), Compacted(old_db));
-    struct stat target {};
-    ASSERT_EQ(::stat(elsewhere.File("TD.cdb").c_str(), &target), 0);
-    EXPECT_EQ(target.st_mode & 0777, 0600u);
-    EXPECT_FALSE(folder.Exists("$Defrag$.bin"));
-    EXPECT_FALSE(elsewhere.Exists("$Defrag$.bin"));
-    EXPECT_EQ(state.Ticket_Table.size(), 31u);
-}
-
-// The real file on another file system: the rename stays within it.
-TEST_F(Defragmentation, ALinkedDatabaseOnAnotherFileSystem) {
     Scratch_Mount other;
-    if (!other.Mounted())
-        GTEST_SKIP() << "mounting a tmpfs needs root";
-    Write_Database(Tickets(40, 4, today));
-    const Bytes old_db = File_Bytes("TD.cdb");
-    Write_All_Bytes(other.Folder().File("TD.cdb"), old_db);
-    ASSERT_EQ(::unlink(Path("TD.cdb").c_str()), 0);
-    ASSERT_EQ(::symlink(other.Folder().File("TD.cdb").c_str(), Path("TD.cdb").c_str()), 0);
+    std::vector<const Temp_Folder*> targets{&elsewhere};
+    if (other.Mounted()) // mounting a tmpfs needs root
+        targets.push_back(&other.Folder());
+    for (const Temp_Folder* target : targets) {
+        SCOPED_TRACE(target->Path());
+        Write_Database(Tickets(40, 4, today));
+        const Bytes old_db = File_Bytes("TD.cdb");
+        Write_All_Bytes(target->File("TD.cdb"), old_db);
+        ASSERT_EQ(::chmod(target->File("TD.cdb").c_str(), 0600), 0);
+        ASSERT_EQ(::unlink(Path("TD.cdb").c_str()), 0);
+        ASSERT_EQ(::symlink(target->File("TD.cdb").c_str(), Path("TD.cdb").c_str()), 0);
+        EXPECT_EQ(Defrag_Work_Path(Path("TD.cdb")),
+                  std::filesystem::canonical(target->Path()).string() + "/$Defrag$.bin");
+        ui = Fake_Ui();
 
-    Defragment();
-    EXPECT_TRUE(ui.fatals.empty()) << (ui.fatals.empty() ? "" : ui.fatals[0].module_path);
-    EXPECT_EQ(Whole_File(other.Folder().File("TD.cdb")), Compacted(old_db));
-    struct stat link {};
-    ASSERT_EQ(::lstat(Path("TD.cdb").c_str(), &link), 0);
-    EXPECT_TRUE(S_ISLNK(link.st_mode));
-    EXPECT_FALSE(other.Folder().Exists("$Defrag$.bin"));
+        Defragment();
+        EXPECT_TRUE(ui.fatals.empty());
+        Expect_Done_Box();
+        struct stat link {};
+        ASSERT_EQ(::lstat(Path("TD.cdb").c_str(), &link), 0);
+        EXPECT_TRUE(S_ISLNK(link.st_mode));
+        EXPECT_EQ(Whole_File(target->File("TD.cdb")), Compacted(old_db));
+        struct stat real {};
+        ASSERT_EQ(::stat(target->File("TD.cdb").c_str(), &real), 0);
+        EXPECT_EQ(real.st_mode & 0777, 0600u);
+        EXPECT_FALSE(folder.Exists("$Defrag$.bin"));
+        EXPECT_FALSE(target->Exists("$Defrag$.bin"));
+        EXPECT_EQ(state.Ticket_Table.size(), 31u);
+        ASSERT_EQ(::unlink(Path("TD.cdb").c_str()), 0);
+    }
 }
 
-// While another writer holds the database (here a second open of it; in life another process on
-// the same data), defragmentation is refused and touches nothing, not even the work file, which
-// belongs to that other writer if it is a defragmentation too.
-TEST_F(Defragmentation, ADatabaseHeldByAnotherWriterIsRefusedUntouched) {
+// The copy refuses a lock that doesn't hold the file it is to replace, and touches nothing, not
+// even the work file. (Another writer holding the database, a second defragmentation, is tried
+// with two tdctl processes.)
+TEST_F(Defragmentation, ALockOfAnotherFileIsRefusedUntouched) {
     Write_Database(Tickets(20, 2, today));
     const Bytes old_db = File_Bytes("TD.cdb");
-    folder.Write("$Defrag$.bin", "another defragmentation's copy");
-    state.Ticket_Table.assign(4, Ticket_Record{});
-    {
-        Database_Lock other(Path("TD.cdb"));
-        ASSERT_TRUE(other.Held());
-        EXPECT_EQ(Defragment(), "$ERROR$");
-        ASSERT_EQ(ui.boxes.size(), 1u);
-        EXPECT_EQ(ui.boxes[0].text, "Невозможно провести дефрагментацию!");
-        EXPECT_EQ(ui.boxes[0].flags, 16);
-        EXPECT_EQ(ui.boxes[0].title, "Ошибка!");
-        EXPECT_EQ(File_Bytes("TD.cdb"), old_db);
-        EXPECT_EQ(folder.Read("$Defrag$.bin"), "another defragmentation's copy");
-        EXPECT_EQ(state.Ticket_Table.size(), 4u);
-        EXPECT_TRUE(ui.progress_labels.empty());
-    }
-    // Once the other writer is done it goes through, and the leftover is cleared.
-    ui.boxes.clear();
-    Defragment();
-    Expect_Done_Box();
-    EXPECT_EQ(File_Bytes("TD.cdb"), Compacted(old_db));
-    EXPECT_FALSE(folder.Exists("$Defrag$.bin"));
-
-    // The copy itself refuses a lock that doesn't hold the file it is to replace.
-    Write_Database(Tickets(20, 2, today));
-    const Bytes again = File_Bytes("TD.cdb");
     folder.Write("other.cdb", "x");
     Database_Lock wrong(Path("other.cdb"));
     ASSERT_TRUE(wrong.Held());
@@ -424,22 +356,8 @@ TEST_F(Defragmentation, ADatabaseHeldByAnotherWriterIsRefusedUntouched) {
     EXPECT_FALSE(Compact_Database(Path("TD.cdb"), Defrag_Work_Path(Path("TD.cdb")), wrong,
                                   Defrag_Uncounted::Refuse, progress, failure, refusal, kept));
     EXPECT_EQ(failure.number, EWOULDBLOCK);
-    EXPECT_EQ(File_Bytes("TD.cdb"), again);
+    EXPECT_EQ(File_Bytes("TD.cdb"), old_db);
     EXPECT_FALSE(folder.Exists("$Defrag$.bin"));
-}
-
-TEST_F(Defragmentation, ReindexRebuildsEverythingAndTidiesTheScreen) {
-    Write_Database(Tickets(25, 5, today - 1));
-    Write_Companies({"A", "B", "C", "D", "E", "F", "G"});
-    state.Ticket_Table.assign(3, Ticket_Record{});
-    Reindex_Database(state, ui, clock);
-    EXPECT_EQ(ui.children_closed, 1);
-    EXPECT_EQ(state.Ticket_Table.size(), 26u);
-    EXPECT_EQ(state.Ticket_Table[5].Deleted, 1);
-    EXPECT_EQ(File_Bytes("Cache_Users.dat").size(), 7u * 32);
-    EXPECT_EQ(ui.progress_values.back(), 0);
-    EXPECT_FALSE(ui.progress_visible);
-    EXPECT_TRUE(ui.main_window_enabled);
 }
 
 } // namespace

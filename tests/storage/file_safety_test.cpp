@@ -6,7 +6,6 @@
 #include <cstdio>
 #include <filesystem>
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 namespace td::test {
@@ -20,6 +19,7 @@ protected:
     ~File_Safety() override { database_lock_hook::After_Open = nullptr; }
 };
 
+// (Another process holding the lock, and its end freeing it, are tried with tdctl processes.)
 TEST_F(File_Safety, OneHolderAtATimeWhateverThePathItCameBy) {
     Temp_Folder elsewhere;
     elsewhere.Write("TD.cdb", "database");
@@ -48,41 +48,6 @@ TEST_F(File_Safety, OneHolderAtATimeWhateverThePathItCameBy) {
     Database_Lock missing(folder.File("none.cdb"));
     EXPECT_EQ(missing.Status(), Database_Lock::State::Failed);
     EXPECT_EQ(missing.Error(), ENOENT);
-}
-
-// The lock of another process refuses; its end (even a kill) frees the file.
-TEST_F(File_Safety, AnotherProcessHoldingTheLockRefusesUntilItEnds) {
-    folder.Write("TD.cdb", "database");
-    int held[2];
-    int release[2];
-    ASSERT_EQ(::pipe(held), 0);
-    ASSERT_EQ(::pipe(release), 0);
-    const pid_t child = ::fork();
-    ASSERT_GE(child, 0);
-    if (child == 0) {
-        Database_Lock lock(folder.File("TD.cdb"));
-        const char state = lock.Held() ? 'y' : 'n';
-        (void)!::write(held[1], &state, 1);
-        char byte;
-        (void)!::read(release[0], &byte, 1);
-        ::_exit(0);
-    }
-    ::close(held[1]);
-    ::close(release[0]);
-    char state = 0;
-    ASSERT_EQ(::read(held[0], &state, 1), 1);
-    ASSERT_EQ(state, 'y');
-
-    Database_Lock refused(folder.File("TD.cdb"));
-    EXPECT_EQ(refused.Status(), Database_Lock::State::Busy);
-
-    ::kill(child, SIGKILL);
-    int status = 0;
-    ASSERT_EQ(::waitpid(child, &status, 0), child);
-    ::close(held[0]);
-    ::close(release[1]);
-    Database_Lock taken(folder.File("TD.cdb"));
-    EXPECT_TRUE(taken.Held());
 }
 
 int replacements = 0;

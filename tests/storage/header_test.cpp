@@ -1,4 +1,4 @@
-// The database header page: its exact bytes, what survives a rewrite, and how it is read back.
+// The database header page: its exact bytes, how a damaged one reads, and the count it may hold.
 #include "storage/header.h"
 #include "storage/record_file.h"
 #include "support/temp_folder.h"
@@ -9,25 +9,28 @@
 #include <string>
 #include <vector>
 
-namespace td {
+namespace td::test {
 namespace {
 
 using Bytes = std::vector<std::uint8_t>;
-using test::Read_All_Bytes;
-using test::Temp_Folder;
-using test::Write_All_Bytes;
 
 std::string Version_From_Build() {
     return std::to_string(TD_VERSION_MAJOR) + "." + std::to_string(TD_VERSION_MINOR) + "." +
            std::to_string(TD_VERSION_REVISION);
 }
 
-// The header page as it must stand on disk, put together by hand from the documented text.
-std::string Expected_Page(const std::string& count_digits, const std::string& version) {
+// The fill of a header page: "PAGE    " over and over, 350 bytes.
+std::string Fill() {
     std::string page;
     while (page.size() < 350)
         page += "PAGE    ";
     page.resize(350);
+    return page;
+}
+
+// The header page as it must stand on disk, put together by hand from the documented text.
+std::string Expected_Page(const std::string& count_digits, const std::string& version) {
+    std::string page = Fill();
 
     const std::vector<std::string> body = {
         "TD version: " + version,
@@ -59,10 +62,7 @@ std::string File_Text(const std::string& path) {
 
 TEST(Header, PageBytesForZeroAndManyTickets) {
     Temp_Folder dir;
-    EXPECT_EQ(Program_Version(), Version_From_Build());
-
     const std::string zero = Expected_Page("00000000", Version_From_Build());
-    ASSERT_EQ(zero.size(), 350u);
     ASSERT_TRUE(Create_Header(dir.File("zero.cdb"), 0));
     EXPECT_EQ(File_Text(dir.File("zero.cdb")), zero);
     // No count yet (first creation) writes the same eight zeros.
@@ -76,73 +76,8 @@ TEST(Header, PageBytesForZeroAndManyTickets) {
     EXPECT_EQ(Build_Header_Page(12345), many);
 
     // The checksum follows the version text of line 2.
-    const std::string v1 = Build_Header_Page(7, "1.0.1");
-    const std::string v2 = Build_Header_Page(7, "2.0.1");
-    EXPECT_EQ(v1, Expected_Page("00000007", "1.0.1"));
-    EXPECT_EQ(v2, Expected_Page("00000007", "2.0.1"));
-    const std::size_t crc_at = v1.find("Crc is: ");
-    ASSERT_NE(crc_at, std::string::npos);
-    EXPECT_NE(v1.substr(crc_at, 16), v2.substr(crc_at, 16));
-    EXPECT_EQ(Header_Checksum("TD version: 2.0.1", "Record Len: 72", "Records offset: 006",
-                              "Data type: Tally_depot_DataBase",
-                              "Amount registered entrys: 00000007") -
-                  Header_Checksum("TD version: 1.0.1", "Record Len: 72", "Records offset: 006",
-                                  "Data type: Tally_depot_DataBase",
-                                  "Amount registered entrys: 00000007"),
-              1u);
-}
-
-TEST(Header, RewriteLeavesGapAndRecordsAlone) {
-    Temp_Folder dir;
-    const std::string path = dir.File("TD.cdb");
-    ASSERT_TRUE(Create_Header(path, 0));
-    // Whatever an earlier write left in the gap, then three ticket records.
-    Bytes tail;
-    for (int i = 0; i < 82 + 3 * 72; ++i)
-        tail.push_back(static_cast<std::uint8_t>(i * 7 + 3));
-    {
-        Record_File f(path, 1);
-        ASSERT_TRUE(f.Write_Bytes(350, tail.size(), tail.data()));
-    }
-    ASSERT_TRUE(Create_Header(path, 3));
-    Bytes file = Read_All_Bytes(path);
-    ASSERT_EQ(file.size(), 350 + tail.size());
-    EXPECT_EQ(std::string(file.begin(), file.begin() + 350),
-              Expected_Page("00000003", Version_From_Build()));
-    EXPECT_EQ(Bytes(file.begin() + 350, file.end()), tail);
-}
-
-TEST(Header, ReadsBackWhatWasWritten) {
-    Temp_Folder dir;
-    ASSERT_TRUE(Create_Header(dir.File("a.cdb"), 0));
-    Header_Info info;
-    EXPECT_EQ(Read_Header(dir.File("a.cdb"), info), "Ok");
-    EXPECT_EQ(info.header_version, "1.84.745");
-    EXPECT_EQ(info.program_version, Version_From_Build());
-    EXPECT_EQ(info.record_length, 72);
-    EXPECT_EQ(info.records_offset, 6);
-    EXPECT_EQ(info.data_type, "Tally_depot_DataBase");
-    EXPECT_EQ(info.count, 0);
-
-    ASSERT_TRUE(Create_Header(dir.File("b.cdb"), 12345));
-    EXPECT_EQ(Read_Header(dir.File("b.cdb"), info), "Ok");
-    EXPECT_EQ(info.count, 12345);
-
-    Header_Verification v = Verify_Header_Checksum(dir.File("b.cdb"));
-    EXPECT_TRUE(v.parsed);
-    EXPECT_TRUE(v.checksum_agrees) << v.reason;
-    EXPECT_EQ(v.reason, "");
-    EXPECT_EQ(v.stored_checksum, v.computed_checksum);
-
-    // One digit of the count changed by hand: the sum no longer agrees.
-    std::string text = File_Text(dir.File("b.cdb"));
-    text[text.find("00012345") + 7] = '6';
-    Write_All_Bytes(dir.File("b.cdb"), Bytes(text.begin(), text.end()));
-    v = Verify_Header_Checksum(dir.File("b.cdb"));
-    EXPECT_TRUE(v.parsed);
-    EXPECT_FALSE(v.checksum_agrees);
-    EXPECT_EQ(v.computed_checksum, v.stored_checksum + 1);
-    EXPECT_NE(v.reason, "");
+    EXPECT_EQ(Build_Header_Page(7, "1.0.1"), Expected_Page("00000007", "1.0.1"));
+    EXPECT_EQ(Build_Header_Page(7, "2.0.1"), Expected_Page("00000007", "2.0.1"));
 }
 
 TEST(Header, FailuresAndGarbage) {
@@ -157,11 +92,7 @@ TEST(Header, FailuresAndGarbage) {
     EXPECT_NE(v.reason, "");
 
     // The fill pattern alone has no line break: one line only.
-    std::string fill;
-    while (fill.size() < 350)
-        fill += "PAGE    ";
-    fill.resize(350);
-    dir.Write("fill.cdb", fill);
+    dir.Write("fill.cdb", Fill());
     EXPECT_EQ(Read_Header(dir.File("fill.cdb"), info), "$ERROR$");
     EXPECT_EQ(info.data_type, "$ERROR$");
     EXPECT_EQ(info.count, -1);
@@ -198,27 +129,17 @@ TEST(Header, FailuresAndGarbage) {
     EXPECT_FALSE(v.checksum_agrees);
 }
 
-} // namespace
+// What tdctl's verify and rebuild don't meet on the fixtures of tests/data: a count that is no
+// number, a file of the header page alone, an offset below 0 from a damaged head.
 TEST(Header, CountFaultsAndWholeRecords) {
-    EXPECT_EQ(Ticket_Count_Fault(0), "");
     EXPECT_EQ(Ticket_Count_Fault(99999999), "");
-    EXPECT_EQ(Ticket_Count_Fault(-1), "is negative");
     EXPECT_EQ(Ticket_Count_Fault(100000000), "has more than 8 digits");
-    EXPECT_EQ(Ticket_Count_Fault(1e300), "has more than 8 digits");
     EXPECT_EQ(Ticket_Count_Fault(std::numeric_limits<double>::infinity()), "is not a number");
-
-    // 350 bytes: the header page alone, no record. 432: the header area. A part record is none.
     EXPECT_EQ(Whole_Records_Behind(350, 6, 72), 0);
-    EXPECT_EQ(Whole_Records_Behind(432, 6, 72), 0);
-    EXPECT_EQ(Whole_Records_Behind(432 + 20 * 72 + 71, 6, 72), 20);
-    EXPECT_EQ(Whole_Records_Behind(432 + 20 * 72, 0, 72), 26);
     EXPECT_EQ(Records_Beyond_Count(350, 6, 0, 72), 0);
-    EXPECT_EQ(Records_Beyond_Count(432 + 20 * 72, 6, 20, 72), 0);
-    EXPECT_EQ(Records_Beyond_Count(432 + 20 * 72, 6, 9, 72), 11);
-    EXPECT_EQ(Records_Beyond_Count(432 + 20 * 72 + 71, 6, 0, 72), 20);
-    EXPECT_EQ(Records_Beyond_Count(432 + 20 * 72, 6, 90000020, 72), 0);
-    EXPECT_EQ(Records_Beyond_Count(432 + 20 * 72, 0, 0, 72), 26);
+    EXPECT_EQ(Whole_Records_Behind(432 + 20 * 72 + 71, 6, 72), 20);
     EXPECT_EQ(Records_Beyond_Count(432 + 20 * 72, -2, 10, 72), 18); // ticket 10 is record 8
 }
 
-} // namespace td
+} // namespace
+} // namespace td::test

@@ -1,5 +1,6 @@
 // The note a redemption keeps while it books a ticket: the next start puts back a record written
-// in part, keeps one written whole, and ignores a note that was itself cut short.
+// in part, keeps one written whole, and ignores a note that was itself cut short. (A redemption
+// whose writes fail at every point, and the next start's repair, are tried on the shop screen.)
 #include "storage/record_file.h"
 #include "storage/records.h"
 #include "storage/redemption_note.h"
@@ -14,64 +15,37 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
-class Redemption_Note_Test : public ::testing::Test {
-protected:
+TEST(Redemption_Note, TheNextStartPutsBackARecordWrittenInPartOnly) {
     Temp_Folder folder;
-    std::string database = folder.File("TD.cdb");
-    Bytes before = Bytes(Ticket_Record_Size, 0x11);
-    Bytes after = Bytes(Ticket_Record_Size, 0x22);
-
-    // Record 7 of a database of ten records of 0x11, then `record` written over it.
-    void Database_With(const Bytes& record) {
-        Bytes bytes(10 * Ticket_Record_Size, 0x11);
-        std::copy(record.begin(), record.end(), bytes.begin() + 6 * Ticket_Record_Size);
-        Write_All_Bytes(database, bytes);
-    }
-    Bytes Record_7() {
-        const Bytes bytes = Read_All_Bytes(database);
-        return Bytes(bytes.begin() + 6 * Ticket_Record_Size,
-                     bytes.begin() + 7 * Ticket_Record_Size);
-    }
-    void Note() {
-        Redemption_Note note(folder.Path(), database);
-        ASSERT_TRUE(note.Before_Write(7, before.data(), after.data()));
-    }
-};
-
-TEST_F(Redemption_Note_Test, TheNextStartPutsBackARecordWrittenInPart) {
-    // Written in part: the first 40 bytes new, the rest old. Back as it was.
-    Bytes torn = before;
+    const std::string database = folder.File("TD.cdb");
+    const Bytes before(Ticket_Record_Size, 0x11), after(Ticket_Record_Size, 0x22);
+    Bytes torn = before; // the first 40 bytes new, the rest old
     std::fill(torn.begin(), torn.begin() + 40, 0x22);
-    Database_With(torn);
-    Note();
-    Redemption_Repair repair = Finish_Interrupted_Redemption(folder.Path());
-    EXPECT_TRUE(repair.found);
-    EXPECT_TRUE(repair.repaired);
-    EXPECT_EQ(repair.record, 7);
-    EXPECT_EQ(Record_7(), before);
-    EXPECT_FALSE(folder.Exists(Redemption_Note_File));
-    EXPECT_EQ(Read_All_Bytes(database).size(), 10 * Ticket_Record_Size);
-
-    // Written whole: it stays booked.
-    Database_With(after);
-    Note();
-    repair = Finish_Interrupted_Redemption(folder.Path());
-    EXPECT_TRUE(repair.found);
-    EXPECT_FALSE(repair.repaired);
-    EXPECT_EQ(Record_7(), after);
-
-    // A note cut short (its write was what stopped): nothing is touched, the note goes.
-    Database_With(torn);
-    Note();
-    const Bytes note = Read_All_Bytes(folder.File(Redemption_Note_File));
-    Write_All_Bytes(folder.File(Redemption_Note_File), Bytes(note.begin(), note.end() - 3));
-    repair = Finish_Interrupted_Redemption(folder.Path());
-    EXPECT_FALSE(repair.found);
-    EXPECT_EQ(Record_7(), torn);
-    EXPECT_FALSE(folder.Exists(Redemption_Note_File));
-
-    // No note: nothing at all.
-    EXPECT_FALSE(Finish_Interrupted_Redemption(folder.Path()).found);
+    const struct {
+        Bytes record;
+        bool note_cut_short, repaired;
+        Bytes left;
+    } cases[] = {
+        {torn, false, true, before}, {after, false, false, after}, {torn, true, false, torn}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(&c - cases);
+        // Record 7 of ten records of 0x11.
+        Bytes bytes(10 * Ticket_Record_Size, 0x11);
+        std::copy(c.record.begin(), c.record.end(), bytes.begin() + 6 * Ticket_Record_Size);
+        Write_All_Bytes(database, bytes);
+        ASSERT_TRUE(
+            Redemption_Note(folder.Path(), database).Before_Write(7, before.data(), after.data()));
+        const Bytes note = Read_All_Bytes(folder.File(Redemption_Note_File));
+        if (c.note_cut_short) // its write was what stopped
+            Write_All_Bytes(folder.File(Redemption_Note_File), Bytes(note.begin(), note.end() - 3));
+        const Redemption_Repair repair = Finish_Interrupted_Redemption(folder.Path());
+        EXPECT_EQ(repair.found, !c.note_cut_short);
+        EXPECT_EQ(repair.repaired, c.repaired);
+        std::copy(c.left.begin(), c.left.end(), bytes.begin() + 6 * Ticket_Record_Size);
+        EXPECT_EQ(Read_All_Bytes(database), bytes);
+        EXPECT_FALSE(folder.Exists(Redemption_Note_File));
+    }
+    EXPECT_FALSE(Finish_Interrupted_Redemption(folder.Path()).found); // no note: nothing at all
 }
 
 } // namespace

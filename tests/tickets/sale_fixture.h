@@ -2,30 +2,16 @@
 // on it, and the buyer browser standing on a buyer, as the operator finds them.
 #pragma once
 
-#include "base/dates.h"
 #include "browsers/browser_refresh.h"
 #include "browsers/sell_ticets.h"
-#include "kernel/cache_passes.h"
-#include "kernel/state.h"
-#include "storage/header.h"
-#include "storage/record_file.h"
-#include "storage/records.h"
+#include "storage/cache_fixture.h"
 #include "storage/reference.h"
-#include "support/fakes.h"
 #include "support/reference_writers.h"
-#include "support/temp_folder.h"
 #include "tickets/register_ticket.h"
 
-#include <cstdint>
-#include <cstring>
-#include <gtest/gtest.h>
 #include <memory>
-#include <string>
-#include <vector>
 
 namespace td::test {
-
-using Bytes = std::vector<std::uint8_t>;
 
 // A ticket as a test writes it: the fields that tell tickets apart.
 struct Sold {
@@ -39,86 +25,47 @@ struct Sold {
     double redeemed = 0;
 };
 
-class Sale_Fixture : public ::testing::Test {
+class Sale_Fixture : public Data_Folder_Test {
 protected:
-    Temp_Folder folder;
-    Program_State state;
-    Fake_Ui ui;
-    Fake_Clock clock;
     Memory_Settings settings;
     Open_Browsers browsers;
     std::unique_ptr<Sell_Ticets> buyer;
-    double today = Date_Serial(2024, 3, 15);
 
-    Sale_Fixture() {
-        state.Data_Folder = folder.Path();
-        state.Current_Date = today;
-        // A blank slot between named grades: a coupon's grade is its place in the list.
-        Fuels({"АИ-92", "АИ-95", "", "ДТ"});
-        Stations({"Север", "", "Юг"});
-        User_Volumes({5, 12.5, 150});
-        Companies();
-    }
-
-    std::string Path(const std::string& name) const { return folder.File(name); }
-    std::string Database() const { return Path(state.settings.Database_File); }
-
-    void Fuels(const std::vector<std::string>& names) {
-        ASSERT_TRUE(Write_Fuels(Path(state.settings.Fuel_File), names));
-    }
-
-    void Stations(const std::vector<std::string>& names) {
-        ASSERT_TRUE(Write_Stations(Path(state.settings.Establishments_File), names));
-    }
-
-    void User_Volumes(const std::vector<double>& litres) {
-        Record_File file(Path(state.settings.User_Volume_File), User_Volume_Record_Size);
-        Bytes raw(User_Volume_Record_Size);
-        for (std::size_t i = 0; i < litres.size(); ++i) {
-            User_Volume_Record record;
-            record.Exists = 1;
-            record.Litres = litres[i];
-            Encode(record, raw.data());
-            ASSERT_TRUE(file.Write(i + 1, raw.data()));
-        }
-    }
-
-    // 1: a level 1 group; 2 and 4: buyers under it; 3: a buyer of level 3, whose subgroup code is
+    // A blank slot between named grades: a coupon's grade is its place in the list. Companies: 1
+    // a level 1 group; 2 and 4 buyers under it; 3 a buyer of level 3, whose subgroup code is
     // shorter than its field, so that the sale's lookup never finds it.
-    void Companies() {
-        ASSERT_TRUE(Write_Companies(Path(state.settings.Company_File),
-                                    {{"1", "", "", "Транспорт"},
-                                     {"101", "1", "", "ООО Ромашка"},
-                                     {"1001", "1", "101", "ЗАО Филиал"},
-                                     {"102", "1", "000", "ООО Гранит"}}));
+    Sale_Fixture() {
+        EXPECT_TRUE(Write_Fuels(Path(state.settings.Fuel_File), {"АИ-92", "АИ-95", "", "ДТ"}));
+        EXPECT_TRUE(Write_Stations(Path(state.settings.Establishments_File), {"Север", "", "Юг"}));
+        EXPECT_TRUE(Write_User_Volumes(Path(state.settings.User_Volume_File), {5, 12.5, 150}));
+        EXPECT_TRUE(test::Write_Companies(Path(state.settings.Company_File),
+                                          {{"1", "", "", "Транспорт"},
+                                           {"101", "1", "", "ООО Ромашка"},
+                                           {"1001", "1", "101", "ЗАО Филиал"},
+                                           {"102", "1", "000", "ООО Гранит"}}));
         state.Company_Count =
             Load_Company_Table(Path(state.settings.Company_File), state.Company_Table);
     }
 
+    std::string Database() const { return Path(state.settings.Database_File); }
+
     static Ticket_Record Ticket(const Sold& s) {
-        Ticket_Record t;
-        t.Used = static_cast<std::uint8_t>(s.used);
-        t.Deleted = static_cast<std::uint8_t>(s.deleted);
-        t.Fuel = static_cast<std::uint8_t>(s.fuel);
-        t.Volume = s.volume;
-        t.Set_Serial(s.serial);
-        t.Company = s.company;
-        t.Sale_Mark = 1;
-        t.Sell_Date = s.sold;
-        t.Validation_Date = s.redeemed;
-        return t;
+        return Make_Ticket({.fuel = s.fuel,
+                            .volume = s.volume,
+                            .company = s.company,
+                            .sell = s.sold,
+                            .serial = s.serial,
+                            .used = s.used,
+                            .deleted = s.deleted,
+                            .validation = s.redeemed});
     }
 
     // The database, then the start-up pass on it: the table, the counts and the number index.
     void Database(const std::vector<Sold>& tickets) {
-        ASSERT_TRUE(Create_Header(Database(), static_cast<long>(tickets.size())));
-        Record_File db(Database(), Ticket_Record_Size);
-        Bytes raw(Ticket_Record_Size);
-        for (std::size_t i = 0; i < tickets.size(); ++i) {
-            Encode(Ticket(tickets[i]), raw.data());
-            ASSERT_TRUE(db.Write(i + 1 + Header_Records_Offset, raw.data()));
-        }
-        db.Close();
+        std::vector<Ticket_Record> records;
+        for (const Sold& s : tickets)
+            records.push_back(Ticket(s));
+        Write_Database(records);
         state.Ticket_Count = static_cast<long>(tickets.size());
         state.Records_Offset = Header_Records_Offset;
         Rebuild_Index(state, ui, clock, Progress_Target::Splash);
@@ -186,7 +133,6 @@ protected:
         return -1;
     }
 
-    Bytes File_Bytes(const std::string& name) const { return Read_All_Bytes(Path(name)); }
     long Header_Count() const {
         Header_Info header;
         return Read_Header(Database(), header) == "Ok" ? static_cast<long>(header.count) : -1;
@@ -198,13 +144,7 @@ protected:
         return Decode_Ticket(raw.data());
     }
     double Balance(int company, int fuel) const {
-        Record_File file(Path(state.settings.Cache_Diff_File), Cache_Record_Size,
-                         Record_File::Mode::Read_Only);
-        Bytes raw(Cache_Record_Size);
-        file.Read(static_cast<std::uint64_t>(company), raw.data());
-        double value = 0;
-        std::memcpy(&value, raw.data() + 4 + 8 * fuel, 8);
-        return value;
+        return Read_Total(Path(state.settings.Cache_Diff_File), company, fuel);
     }
 };
 

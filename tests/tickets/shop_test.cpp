@@ -7,6 +7,7 @@
 #include "storage/file_safety.h"
 #include "storage/redemption_note.h"
 #include "storage/reference.h"
+#include "support/reference_writers.h"
 #include "tickets/result_log.h"
 #include "tickets/shop.h"
 
@@ -60,6 +61,18 @@ protected:
         tickets.push_back(Make_Ticket(fields));
         return tickets.back();
     }
+    // Tickets of 20 litres valid from a month ago to `expires`, or at the stations of `mask`.
+    void Dated(const std::string& serial, double expires) {
+        Ticket_Record& t = Add(serial, 20);
+        t.Date_Limits = 1;
+        t.Valid_From = today - 30;
+        t.Expire_Date = expires;
+    }
+    void Limited(const std::string& serial, std::int32_t mask) {
+        Ticket_Record& t = Add(serial, 20);
+        t.Establishment_Limits = 1;
+        t.Establishments_Mask = mask;
+    }
     static std::int32_t Mask(std::initializer_list<int> stations) {
         std::int32_t mask = Mask_Present;
         for (int n : stations)
@@ -72,29 +85,9 @@ protected:
     }
 
     void Install(const std::vector<std::string>& stations = {"АЗС-1", "АЗС-2", "АЗС-3", "АЗС-4"}) {
-        Bytes fuel(Fuel_Slots * Fuel_Record_Size);
-        const char* fuels[] = {"АИ-92", "АИ-95"};
-        for (std::size_t i = 0; i < Fuel_Slots; ++i) {
-            Fuel_Record record;
-            record.Exists = 1;
-            record.Name = i < 2 ? fuels[i] : "";
-            Encode(record, fuel.data() + i * Fuel_Record_Size);
-        }
-        Write_All_Bytes(Path(state.settings.Fuel_File), fuel);
-        Bytes names(16 * Name_Record_Size);
-        for (std::size_t i = 0; i < 16; ++i) {
-            Name_Record record;
-            record.Exists = 1;
-            record.Name = i < stations.size() ? stations[i] : "";
-            Encode(record, names.data() + i * Name_Record_Size);
-        }
-        Write_All_Bytes(Path(state.settings.Establishments_File), names);
-        Bytes volumes(2 * User_Volume_Record_Size);
-        User_Volume_Record volume;
-        volume.Exists = 1;
-        volume.Litres = 15;
-        Encode(volume, volumes.data());
-        Write_All_Bytes(Path(state.settings.User_Volume_File), volumes);
+        ASSERT_TRUE(test::Write_Fuels(Path(state.settings.Fuel_File), {"АИ-92", "АИ-95"}));
+        ASSERT_TRUE(test::Write_Stations(Path(state.settings.Establishments_File), stations));
+        ASSERT_TRUE(test::Write_User_Volumes(Path(state.settings.User_Volume_File), {15}));
         Write_Companies({"Альфа", "Бета"});
         Write_Database(tickets);
         // What the start-up reads from the header.
@@ -152,13 +145,13 @@ protected:
         return {db[at], Get<double>(db, at + 8), Get<std::int32_t>(db, at + 30),
                 Get<double>(db, at + 44)};
     }
-    // Fuel_Total(fuel) of a record of a totals file.
     double Total(const std::string& file, int record, int fuel) const {
-        const Bytes bytes = File_Bytes(file);
-        return Get<double>(bytes, (record - 1) * Cache_Record_Size + 4 + fuel * 8);
+        return Read_Total(Path(file), record, fuel);
     }
 };
 
+// Six digits, "," and "." kept out of a number, Enter, Insert and Delete are driven through the
+// view in tests/qt; here the rules it doesn't reach.
 TEST_F(Shop_Test, NumberListFollowsTheKeyTable) {
     Add("100001", 20);
     Install();
@@ -167,20 +160,14 @@ TEST_F(Shop_Test, NumberListFollowsTheKeyTable) {
     EXPECT_EQ(s.Label7, "АЗС-2");
     EXPECT_TRUE(s.ListView1.Checked(1));
     EXPECT_FALSE(s.ListView1.Checked(0));
-    EXPECT_EQ(s.MSFlexGrid1.Rows(), 2);
     EXPECT_EQ(s.MSFlexGrid1.Text(0, 1), "Талон/Литры");
 
-    // Number column: at most six digits; "," and "." ignored; letters change nothing.
-    Type(s, "1234567,.x");
-    EXPECT_EQ(s.MSFlexGrid1.Text(1, 0), "123456");
-    // Backspace drops the last character, Enter gives the volume's litres and a new row.
-    s.MSFlexGrid1_KeyPress(Shop::Key_Backspace);
-    EXPECT_EQ(s.MSFlexGrid1.Text(1, 0), "12345");
+    // Letters change nothing; Enter pads the number and gives the volume's litres.
+    Type(s, "12x345");
     s.MSFlexGrid1_KeyPress(Shop::Key_Enter);
-    EXPECT_EQ(List_Rows(s),
-              (std::vector<std::pair<std::string, std::string>>{{"012345", "020"}, {"", ""}}));
-    EXPECT_EQ(s.MSFlexGrid1.Row(), 2);
-    // Litres column takes digits, "," and "."; the recount reads 12,5 and 12.5 alike.
+    EXPECT_EQ(s.MSFlexGrid1.Text(1, 0), "012345");
+    EXPECT_EQ(s.MSFlexGrid1.Text(1, 1), "020");
+    // The litres column takes digits, "," and "."; the recount reads 12,5 and 12.5 alike.
     Type(s, "7");
     s.MSFlexGrid1_Move_To(2, Shop::Litres_Col);
     Type(s, "12,5");
@@ -195,72 +182,52 @@ TEST_F(Shop_Test, NumberListFollowsTheKeyTable) {
     s.MSFlexGrid1_Move_To(1, Shop::Number_Col);
     EXPECT_EQ(s.MSFlexGrid1.Text(2, 0), "000007");
     s.MSFlexGrid1_KeyUp(List_Key::Insert);
-    EXPECT_EQ(s.MSFlexGrid1.Rows(), 5);
-    EXPECT_EQ(s.MSFlexGrid1.Text(1, 0), "");
     s.MSFlexGrid1_Move_To(2, Shop::Number_Col);
     EXPECT_EQ(List_Rows(s), (std::vector<std::pair<std::string, std::string>>{
                                 {"012345", "020"}, {"000007", "12,5"}, {"000008", "12.5"}}));
-    // Backspace on a row whose number is empty removes it; Delete removes the current row.
-    s.MSFlexGrid1_KeyUp(List_Key::Delete);
-    EXPECT_EQ(List_Rows(s), (std::vector<std::pair<std::string, std::string>>{{"012345", "020"},
-                                                                              {"000008", "12.5"}}));
-    s.MSFlexGrid1_KeyUp(List_Key::Delete);
-    s.MSFlexGrid1_KeyUp(List_Key::Delete);
-    EXPECT_EQ(List_Rows(s), (std::vector<std::pair<std::string, std::string>>{{"", ""}}));
-    Type(s, "5");
-    s.MSFlexGrid1_Move_To(1, Shop::Litres_Col);
-    Type(s, "3");
-    s.MSFlexGrid1_Move_To(1, Shop::Number_Col);
-    s.MSFlexGrid1_KeyPress(Shop::Key_Backspace); // drops "000005" to "00000"
-    for (int i = 0; i < 5; ++i)
-        s.MSFlexGrid1_KeyPress(Shop::Key_Backspace);
-    s.MSFlexGrid1_KeyPress(Shop::Key_Backspace); // empty number, row 1: the litres go
-    EXPECT_EQ(List_Rows(s), (std::vector<std::pair<std::string, std::string>>{{"", ""}}));
+    // Backspace on row 1 with an empty number clears its litres, and the row stays.
+    auto fresh = Open(1, 0, "020");
+    Shop& f = *fresh;
+    Type(f, "5");
+    f.MSFlexGrid1_Move_To(1, Shop::Litres_Col);
+    Type(f, "3");
+    f.MSFlexGrid1_Move_To(1, Shop::Number_Col);
+    for (int i = 0; i < 7; ++i)
+        f.MSFlexGrid1_KeyPress(Shop::Key_Backspace);
+    EXPECT_EQ(List_Rows(f), (std::vector<std::pair<std::string, std::string>>{{"", ""}}));
 
     // A fuel change with one data row clears without a question; with more it asks.
-    List(s, "100001");
-    Done_Listing(s);
-    s.Combo2_Click(1);
+    List(f, "100001");
+    Done_Listing(f);
+    f.Combo2_Click(1);
     EXPECT_TRUE(ui.boxes.empty());
-    EXPECT_EQ(s.MSFlexGrid1.Rows(), 2);
-    List(s, "100001");
+    EXPECT_EQ(f.MSFlexGrid1.Rows(), 2);
+    List(f, "100001");
     ui.Answer_Next(box::Answer_No);
-    s.Combo2_Click(0);
+    f.Combo2_Click(0);
     ASSERT_EQ(ui.boxes.size(), 1u);
     EXPECT_EQ(ui.boxes[0].text, "Вы изменили тип топлива! Удалить записи талонов из списка?");
     EXPECT_EQ(ui.boxes[0].title, "Очистка списка");
-    EXPECT_EQ(s.MSFlexGrid1.Text(1, 0), "100001");
+    EXPECT_EQ(f.MSFlexGrid1.Text(1, 0), "100001");
     // A volume change: no, then yes to the second question sets every row's litres.
     ui.Answer_Next(box::Answer_No);
     ui.Answer_Next(box::Answer_Yes);
-    s.Combo3_Click(s.Combo3.Find("030"));
+    f.Combo3_Click(f.Combo3.Find("030"));
     ASSERT_EQ(ui.boxes.size(), 3u);
     EXPECT_EQ(ui.boxes[2].text, "Обновить стандартный литраж топлива?");
-    EXPECT_EQ(List_Rows(s),
+    EXPECT_EQ(List_Rows(f),
               (std::vector<std::pair<std::string, std::string>>{{"100001", "030"}, {"", "030"}}));
     // The user volume is in the list, padded to three characters.
-    EXPECT_GE(s.Combo3.Find("015"), 0);
+    EXPECT_GE(f.Combo3.Find("015"), 0);
 }
 
 TEST_F(Shop_Test, CheckJudgesEveryNumberThroughTheIndexAndWritesNothing) {
-    Add("100001", 20); // 0: accepted
-    Ticket_Record& until_today = Add("100002", 20);
-    until_today.Date_Limits = 1; // 1: valid until today: accepted
-    until_today.Valid_From = today - 30;
-    until_today.Expire_Date = today;
-    Ticket_Record& expired = Add("100003", 20);
-    expired.Date_Limits = 1; // 2: expired yesterday
-    expired.Valid_From = today - 30;
-    expired.Expire_Date = today - 1;
-    Ticket_Record& nowhere = Add("100004", 20);
-    nowhere.Establishment_Limits = 1; // 3: exactly 65536: valid nowhere
-    nowhere.Establishments_Mask = Mask_Present;
-    Ticket_Record& above = Add("100005", 20);
-    above.Establishment_Limits = 1; // 4: only station 6, above the list: station 2 passes
-    above.Establishments_Mask = Mask({6});
-    Ticket_Record& other = Add("100006", 20);
-    other.Establishment_Limits = 1; // 5: only station 3
-    other.Establishments_Mask = Mask({3});
+    Add("100001", 20);            // 0: accepted
+    Dated("100002", today);       // 1: valid until today: accepted
+    Dated("100003", today - 1);   // 2: expired yesterday
+    Limited("100004", Mask({}));  // 3: exactly 65536: valid nowhere
+    Limited("100005", Mask({6})); // 4: only station 6, above the list: station 2 passes
+    Limited("100006", Mask({3})); // 5: only station 3
     Ticket_Record& redeemed = Add("100007", 20);
     redeemed.Used = 1; // 6: redeemed at station 3 on 01.03.2024
     redeemed.Establishment = 3;
@@ -324,6 +291,9 @@ TEST_F(Shop_Test, CheckJudgesEveryNumberThroughTheIndexAndWritesNothing) {
     EXPECT_FALSE(ui.progress_visible);
 }
 
+// Every byte a commit changes, the totals against a rebuild, and kills at each write are checked
+// through tdctl, on this screen, in tests/cli/redeem_verb_test.cpp; here the rows, the list and the
+// totals of a commit with a number listed twice.
 TEST_F(Shop_Test, CommitBooksInPlaceWithBothTotalsAndRefusesASecondRow) {
     Add("100001", 20);
     Add("100002", 20).Company = 2;
@@ -334,8 +304,6 @@ TEST_F(Shop_Test, CommitBooksInPlaceWithBothTotalsAndRefusesASecondRow) {
     const double buyer2 = Total(state.settings.Cache_Diff_File, 2, 1);
     ASSERT_EQ(buyer1, 20 + 30); // the rebuild's own figures
     ASSERT_EQ(buyer2, 20);
-    const Bytes header_before = File_Bytes(state.settings.Database_File);
-
     auto shop = Open(2, 0, "020");
     Shop& s = *shop;
     List(s, "100001", "0");
@@ -369,15 +337,6 @@ TEST_F(Shop_Test, CommitBooksInPlaceWithBothTotalsAndRefusesASecondRow) {
     EXPECT_EQ(Total(state.settings.Cache_Diff_File, 1, 1), buyer1 - 20);
     EXPECT_EQ(Total(state.settings.Cache_Diff_File, 2, 1), buyer2 - 20);
     EXPECT_EQ(Total(state.settings.Cache_Used_File, 3, 1), 25.5);
-    // The header's page and every other record are as they were.
-    const Bytes after = File_Bytes(state.settings.Database_File);
-    ASSERT_EQ(after.size(), header_before.size());
-    for (std::size_t i = 0; i < after.size(); ++i) {
-        const std::size_t record = i / Ticket_Record_Size;
-        if (record == Header_Records_Offset || record == Header_Records_Offset + 1)
-            continue;
-        ASSERT_EQ(after[i], header_before[i]) << "byte " << i;
-    }
     EXPECT_EQ(state.Ticket_Table[1].Used, 1);
     // Refused and unknown numbers stay for correction; the booked ones left the list, the first
     // row emptied in place.
@@ -386,14 +345,6 @@ TEST_F(Shop_Test, CommitBooksInPlaceWithBothTotalsAndRefusesASecondRow) {
     EXPECT_EQ(s.Frame_Caption, "Номера талонов.          К списанию: 40л.");
     EXPECT_FALSE(state.Redemption_Checked);
     EXPECT_EQ(s.Last_Outcome(), Redemption_Outcome::Refused);
-
-    // After the rebuild of a new start, the totals are the ones the commit left.
-    const double diff = Total(state.settings.Cache_Diff_File, 1, 1);
-    const double used = Total(state.settings.Cache_Used_File, 3, 1);
-    state.Z_Counts.Clear();
-    Run("new");
-    EXPECT_EQ(Total(state.settings.Cache_Diff_File, 1, 1), diff);
-    EXPECT_EQ(Total(state.settings.Cache_Used_File, 3, 1), used);
 }
 
 TEST_F(Shop_Test, ScanWalkOfAnUnindexedVolumeAndItsTwoRows) {
@@ -431,9 +382,7 @@ TEST_F(Shop_Test, ScanWalkOfAnUnindexedVolumeAndItsTwoRows) {
 }
 
 TEST_F(Shop_Test, EarlyEndsWriteNothing) {
-    Ticket_Record& nowhere = Add("100001", 20);
-    nowhere.Establishment_Limits = 1;
-    nowhere.Establishments_Mask = Mask_Present;
+    Limited("100001", Mask({}));
     Install();
     const Bytes db = File_Bytes(state.settings.Database_File);
     const Bytes diff = File_Bytes(state.settings.Cache_Diff_File);
@@ -483,6 +432,7 @@ TEST_F(Shop_Test, EarlyEndsWriteNothing) {
               "База данных занята другой программой. Талоны не списаны.");
 
     // No station to choose: a clear message, nothing written.
+    Write_All_Bytes(Path(state.settings.Establishments_File), {});
     Install({});
     auto bare = Open(-1, 0, "020");
     EXPECT_EQ(bare->ListView1.Count(), 0);

@@ -1,0 +1,66 @@
+// The view of the import screen, offscreen: how it is reached from the main window, and a
+// comparison driven through its widgets.
+#include "import/dbf_writer.h"
+#include "import/import_1c.h"
+#include "qt/import_view.h"
+#include "qt_test_support.h"
+
+#include <QPlainTextEdit>
+#include <QProgressBar>
+
+using namespace td;
+using namespace td::test;
+
+class Import_View_Test : public View_Fixture {
+    Q_OBJECT
+
+private slots:
+    void init() {
+        New_Installation(Date_Serial(2026, 11, 23));
+        Show_Window([&] { Attach_Import_View(*window, State(), *ui, clock, settings); });
+    }
+
+    void menuClosesTheChildrenFirstTheToolbarDoesNot() {
+        window->Menu_Action("mnu_Import_DB")->trigger();
+        QCOMPARE(ui->children_closed, 1);
+        auto* view = window->findChild<Import_1C_View*>();
+        QVERIFY(view != nullptr);
+        QCOMPARE(view->windowTitle(), Q("Импорт базы данных 1С..."));
+        view->close();
+        QApplication::processEvents();
+        QApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        QVERIFY(window->findChild<Import_1C_View*>() == nullptr);
+
+        window->Button("Импорт")->trigger();
+        QCOMPARE(ui->children_closed, 1); // the toolbar leaves the children open
+        QVERIFY(window->findChild<Import_1C_View*>() != nullptr);
+        window->findChild<Import_1C_View*>()->close();
+    }
+
+    void compareThroughTheWidgets() {
+        home->Write("Company_Db.dat", Company_Bytes(1, "1", "1", "", "", "Ромашка"));
+        home->Write("sc.dbf", Dbf_Bytes(Buyer_Fields(), {{{"1", "1", "", To_866("Лютик")}}}, 0x65));
+        Import_1C_View* view = Open_Import_1C(window.get(), State(), *ui, clock, settings);
+        QVERIFY(!view->Import_Button()->isEnabled());
+        QTest::keyClicks(view->Text1(), QString::fromStdString(Path("sc.dbf")));
+        QVERIFY(view->Import_Button()->isEnabled());
+        QVERIFY(view->Import_Button()->isVisibleTo(view));
+        QVERIFY(!view->Compare_Button()->isVisibleTo(view));
+        view->Option(3)->click();
+        QVERIFY(view->Compare_Button()->isVisibleTo(view));
+        QVERIFY(!view->Import_Button()->isVisibleTo(view));
+        QVERIFY(view->Text3()->isVisibleTo(view));
+        view->Compare_Button()->click();
+        QCOMPARE(ui->Box_Texts().back(), std::string("Сравнение баз данных завершено!"));
+        QVERIFY(view->Text3()->toPlainText().startsWith(
+            Q("Найдено отличие:\nВ БД программы запись: 1    :1    :     :      - CN: Ромашка")));
+        QCOMPARE(view->Progress()->value(), 0);
+        QCOMPARE(settings.Get("Tally Depot", "Kernel", "1C DB Path", ""), Path("sc.dbf"));
+        view->Option(1)->click();
+        QVERIFY(!view->Text3()->isVisibleTo(view));
+        view->close();
+    }
+};
+
+TD_QTEST_MAIN(Import_View_Test)
+#include "import_view_test.moc"
