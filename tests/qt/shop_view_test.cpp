@@ -188,6 +188,13 @@ private slots:
         QCoreApplication::processEvents();
         const int half = (list->viewport()->width() - margin) / 2;
         QVERIFY(Near(list->columnWidth(0), half) && Near(list->columnWidth(1), half));
+        // A smaller window: the columns keep their shares.
+        sub->showNormal();
+        sub->resize(700, 500);
+        QCoreApplication::processEvents();
+        const int usable = result->viewport()->width() - margin;
+        QVERIFY(Near(result->columnWidth(0), usable / 4));
+        QVERIFY(Near(result->columnWidth(1), usable * 3 / 4));
     }
 
 private:
