@@ -22,7 +22,6 @@
 
 #include <QApplication>
 #include <QDir>
-#include <QLocale>
 #include <QScreen>
 #include <QTimer>
 #include <cstdlib>
@@ -79,9 +78,9 @@ void Report_Shown(td::Qt_MDI_Form& window) {
 } // namespace
 
 int main(int argc, char** argv) {
-    Tally_Application app(argc, argv);
     // Calendars, numbers and the widgets' own texts behave as on a Russian desktop.
-    QLocale::setDefault(QLocale(QLocale::Russian, QLocale::Russia));
+    td::Use_Russian_Locale();
+    Tally_Application app(argc, argv);
     td::Install_Qt_Russian(app);
 
     td::Qt_Ui ui;

@@ -332,7 +332,7 @@ public:
         if (!report)
             return;
         if (!report->ok) {
-            ui_.Message_Box("Отчёт не построен: " + report->failure, box::Stop, "Ошибка");
+            ui_.Message_Box("Отчёт не построен: " + report->screen_failure, box::Stop, "Ошибка");
             return;
         }
         Report_Window* content = Viewer(Viewer_Kind::Reports_F);
