@@ -6,6 +6,22 @@
 #include <QTimer>
 
 namespace td {
+namespace {
+
+// A figure, or figures side by side ("1289,5  /  409,5  /  880"): digits with a decimal comma,
+// a sign, blanks and slashes, nothing else.
+bool Is_Figure(const std::string& text) {
+    bool digit = false;
+    for (const char c : text) {
+        if (c >= '0' && c <= '9')
+            digit = true;
+        else if (c != ',' && c != ' ' && c != '/' && c != '-')
+            return false;
+    }
+    return digit;
+}
+
+} // namespace
 
 Qt_Grid_Model::Qt_Grid_Model(Grid& grid, QObject* parent)
     : QAbstractTableModel(parent), grid_(grid) {
@@ -52,6 +68,11 @@ QVariant Qt_Grid_Model::data(const QModelIndex& index, int role) const {
     case Qt::ForegroundRole:
         if (cell.has_colour)
             return QColor(cell.colour.red, cell.colour.green, cell.colour.blue);
+        return {};
+    case Qt::TextAlignmentRole:
+        // Figures line up on their last digit.
+        if (Is_Figure(cell.text))
+            return QVariant::fromValue(Qt::AlignRight | Qt::AlignVCenter);
         return {};
     case Qt::DecorationRole:
         if (!cell.icon.empty() && icons_)

@@ -77,13 +77,20 @@ private slots:
         // Автобаза: the 65 even coupons of fuel 1, the 21 of them divisible by 6 redeemed at 19.5.
         QCOMPARE(Cell(content, 3, 1), QStringLiteral("1289,5  /  409,5  /  880"));
         QCOMPARE(Cell(content, 3, 2), QStringLiteral("0  /  0  /  0"));
+        // Figures stand right, names left.
+        auto* grid = content->findChild<Qt_Grid_View*>(QStringLiteral("MSFlexGrid1"));
+        auto alignment = [grid](int row, int col) {
+            return grid->model()->index(row, col).data(Qt::TextAlignmentRole).toInt() &
+                   Qt::AlignHorizontal_Mask;
+        };
+        QCOMPARE(alignment(3, 1), int(Qt::AlignRight));
+        QCOMPARE(alignment(3, 0), 0);
         // Ромашка: the 65 odd coupons of fuel 2, 22 of them redeemed.
         QCOMPARE(Cell(content, 4, 2), QStringLiteral("1289  /  429  /  860"));
         QCOMPARE(Label(content, "Label2"), QStringLiteral("Отображены записи №№ 1 - 8 из 8"));
         // The columns share the width of the grid as laid out in the new window: the first
         // one and a half shares, three others one each, of the width less 375 twips.
         // Built again while another window is in front: the same.
-        auto* grid = content->findChild<Qt_Grid_View*>(QStringLiteral("MSFlexGrid1"));
         auto shares_the_width = [grid] {
             const int share = (grid->viewport()->width() -
                                Qt_Grid_View::Twips_To_Pixels(375, grid->logicalDpiX())) *
