@@ -8,6 +8,7 @@
 #include "qt/catalogue_views.h"
 #include "qt/import_view.h"
 #include "qt/maintenance_views.h"
+#include "qt/program_icon.h"
 #include "qt/qt_instance_guard.h"
 #include "qt/qt_mdi_form.h"
 #include "qt/qt_translation.h"
@@ -82,6 +83,7 @@ int main(int argc, char** argv) {
     td::Use_Russian_Locale();
     Tally_Application app(argc, argv);
     td::Install_Qt_Russian(app);
+    td::Use_Program_Icon(); // the splash and the boxes of start-up too
 
     td::Qt_Ui ui;
     Top_Level_Ui = &ui;

@@ -2,6 +2,7 @@
 
 #include "kernel/settings.h"
 #include "kernel/state.h"
+#include "qt/program_icon.h"
 #include "qt/qt_views.h"
 #include "qt/report_views.h"
 
@@ -128,6 +129,7 @@ Qt_MDI_Form::Qt_MDI_Form(Program_State& state, Ui& ui, Clock& clock, User_Settin
                          QWidget* parent)
     : QMainWindow(parent), state_(state), ui_(ui), model_(state, ui, clock, user_settings, *this) {
     setObjectName("MDI_Form");
+    Use_Program_Icon();
     area_ = new QMdiArea(this);
     area_->setObjectName("MDIClient");
     area_->setBackground(QColor(128, 128, 128));
