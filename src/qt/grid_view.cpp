@@ -21,6 +21,10 @@ bool Is_Figure(const std::string& text) {
     return digit;
 }
 
+bool Names_Column(const std::string& header) {
+    return header == "Номер талона" || header == "Номер" || header == "Код";
+}
+
 } // namespace
 
 Qt_Grid_Model::Qt_Grid_Model(Grid& grid, QObject* parent)
@@ -70,8 +74,8 @@ QVariant Qt_Grid_Model::data(const QModelIndex& index, int role) const {
             return QColor(cell.colour.red, cell.colour.green, cell.colour.blue);
         return {};
     case Qt::TextAlignmentRole:
-        // Figures line up on their last digit.
-        if (Is_Figure(cell.text))
+        // Figures line up on their last digit; ticket numbers and codes are names, not figures.
+        if (Is_Figure(cell.text) && !Names_Column(grid_.Text(0, index.column())))
             return QVariant::fromValue(Qt::AlignRight | Qt::AlignVCenter);
         return {};
     case Qt::DecorationRole:

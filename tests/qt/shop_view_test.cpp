@@ -184,6 +184,18 @@ private slots:
                          Near(result->columnWidth(1), usable * 3 / 4),
                      button);
         }
+        // "Информация" on a result row, then its "Закрыть": the screen is in front again.
+        result->Grid_Model().Model_Grid().Set_Row(6);
+        window->Model().Menu_Click("mnu_shop_popup_msf_Info");
+        QCoreApplication::processEvents();
+        QMdiSubWindow* information = Window_Titled("Информация по талону ГСМ");
+        QVERIFY(information != nullptr);
+        for (QPushButton* button : information->findChildren<QPushButton*>())
+            if (button->text() == Q("Закрыть"))
+                QTest::mouseClick(button, Qt::LeftButton);
+        QTest::qWait(20);
+        QCOMPARE(window->Mdi_Area()->activeSubWindow(), sub);
+
         window->Model().Menu_Click("mnu_shop_popup_cls");
         QCoreApplication::processEvents();
         const int half = (list->viewport()->width() - margin) / 2;
