@@ -5,7 +5,7 @@ set -euo pipefail
 packages=(
     g++ cmake ninja-build pkg-config
     libgtest-dev libgmock-dev libbenchmark-dev
-    qt6-base-dev libshp-dev qt6-translations-l10n
+    qt6-base-dev qt6-svg-dev libshp-dev qt6-translations-l10n
     clang libclang-rt-14-dev
     fonts-dejavu-core xvfb xauth
     strace

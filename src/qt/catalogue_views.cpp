@@ -10,6 +10,7 @@
 #include "qt/qt_dates.h"
 #include "qt/qt_mdi_form.h"
 
+#include <QAbstractItemView>
 #include <QCalendarWidget>
 #include <QDialog>
 #include <QEvent>
@@ -126,6 +127,27 @@ private:
     Screen& model_;
     Qt_Grid_View* grid_;
     QLineEdit* line_;
+};
+
+// Enter or Return in the watched widget clicks the button instead.
+class Enter_Clicks : public QObject {
+public:
+    Enter_Clicks(QPushButton* button, QObject* parent) : QObject(parent), button_(button) {}
+
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override {
+        if (event->type() == QEvent::KeyPress) {
+            const int key = static_cast<QKeyEvent*>(event)->key();
+            if (key == Qt::Key_Return || key == Qt::Key_Enter) {
+                button_->click();
+                return true;
+            }
+        }
+        return QObject::eventFilter(watched, event);
+    }
+
+private:
+    QPushButton* button_;
 };
 
 QHBoxLayout* Buttons(QWidget* parent,
@@ -281,6 +303,13 @@ void Open_Working_Date(Qt_MDI_Form& window, Program_State& state, Ui& ui, Clock&
                                             calendar->setSelectedDate(
                                                 To_QDate(model.Calendar1.value));
                                         }}}));
+    // Enter takes the date, in the calendar as on the buttons.
+    for (QPushButton* button : dialog->findChildren<QPushButton*>())
+        if (button->text() == QStringLiteral("OK")) {
+            button->setDefault(true);
+            if (auto* days = calendar->findChild<QAbstractItemView*>())
+                days->installEventFilter(new Enter_Clicks(button, days));
+        }
     dialog->exec();
 }
 

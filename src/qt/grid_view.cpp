@@ -6,6 +6,26 @@
 #include <QTimer>
 
 namespace td {
+namespace {
+
+// A figure, or figures side by side ("1289,5  /  409,5  /  880"): digits with a decimal comma,
+// a sign, blanks and slashes, nothing else.
+bool Is_Figure(const std::string& text) {
+    bool digit = false;
+    for (const char c : text) {
+        if (c >= '0' && c <= '9')
+            digit = true;
+        else if (c != ',' && c != ' ' && c != '/' && c != '-')
+            return false;
+    }
+    return digit;
+}
+
+bool Names_Column(const std::string& header) {
+    return header == "Номер талона" || header == "Номер" || header == "Код";
+}
+
+} // namespace
 
 Qt_Grid_Model::Qt_Grid_Model(Grid& grid, QObject* parent)
     : QAbstractTableModel(parent), grid_(grid) {
@@ -52,6 +72,11 @@ QVariant Qt_Grid_Model::data(const QModelIndex& index, int role) const {
     case Qt::ForegroundRole:
         if (cell.has_colour)
             return QColor(cell.colour.red, cell.colour.green, cell.colour.blue);
+        return {};
+    case Qt::TextAlignmentRole:
+        // Figures line up on their last digit; ticket numbers and codes are names, not figures.
+        if (Is_Figure(cell.text) && !Names_Column(grid_.Text(0, index.column())))
+            return QVariant::fromValue(Qt::AlignRight | Qt::AlignVCenter);
         return {};
     case Qt::DecorationRole:
         if (!cell.icon.empty() && icons_)

@@ -8,6 +8,7 @@
 #include "qt/catalogue_views.h"
 #include "qt/import_view.h"
 #include "qt/maintenance_views.h"
+#include "qt/program_icon.h"
 #include "qt/qt_instance_guard.h"
 #include "qt/qt_mdi_form.h"
 #include "qt/qt_translation.h"
@@ -22,7 +23,6 @@
 
 #include <QApplication>
 #include <QDir>
-#include <QLocale>
 #include <QScreen>
 #include <QTimer>
 #include <cstdlib>
@@ -79,10 +79,11 @@ void Report_Shown(td::Qt_MDI_Form& window) {
 } // namespace
 
 int main(int argc, char** argv) {
-    Tally_Application app(argc, argv);
     // Calendars, numbers and the widgets' own texts behave as on a Russian desktop.
-    QLocale::setDefault(QLocale(QLocale::Russian, QLocale::Russia));
+    td::Use_Russian_Locale();
+    Tally_Application app(argc, argv);
     td::Install_Qt_Russian(app);
+    td::Use_Program_Icon(); // the splash and the boxes of start-up too
 
     td::Qt_Ui ui;
     Top_Level_Ui = &ui;

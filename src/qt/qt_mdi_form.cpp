@@ -2,6 +2,7 @@
 
 #include "kernel/settings.h"
 #include "kernel/state.h"
+#include "qt/program_icon.h"
 #include "qt/qt_views.h"
 #include "qt/report_views.h"
 
@@ -14,9 +15,11 @@
 #include <QMdiSubWindow>
 #include <QMenuBar>
 #include <QPainter>
+#include <QPointer>
 #include <QProcess>
 #include <QStatusBar>
 #include <QStyle>
+#include <QTimer>
 #include <QToolBar>
 
 namespace td {
@@ -128,6 +131,7 @@ Qt_MDI_Form::Qt_MDI_Form(Program_State& state, Ui& ui, Clock& clock, User_Settin
                          QWidget* parent)
     : QMainWindow(parent), state_(state), ui_(ui), model_(state, ui, clock, user_settings, *this) {
     setObjectName("MDI_Form");
+    Use_Program_Icon();
     area_ = new QMdiArea(this);
     area_->setObjectName("MDIClient");
     area_->setBackground(QColor(128, 128, 128));
@@ -143,6 +147,11 @@ Qt_MDI_Form::Qt_MDI_Form(Program_State& state, Ui& ui, Clock& clock, User_Settin
     statusBar()->addWidget(status_[1], 0);
     statusBar()->setSizeGripEnabled(true);
 
+    // Every child shown comes to the front at least once: from then on its closing is watched.
+    connect(area_, &QMdiArea::subWindowActivated, this, [this](QMdiSubWindow* child) {
+        if (child != nullptr)
+            child->installEventFilter(this);
+    });
     model_.On_Change([this] { Update_From_Model(); });
     model_.MDIForm_Load();
     Update_From_Model();
@@ -251,6 +260,33 @@ void Qt_MDI_Form::closeEvent(QCloseEvent* event) {
         event->ignore();
     else
         event->accept(); // the unload path runs once the event loop is over
+}
+
+bool Qt_MDI_Form::eventFilter(QObject* watched, QEvent* event) {
+    if (event->type() == QEvent::Close)
+        if (auto* child = qobject_cast<QMdiSubWindow*>(watched))
+            Child_Closing(child);
+    return QMainWindow::eventFilter(watched, event);
+}
+
+// The closing child's focus would pass to the next widget of the focus chain, which can lie in
+// any other child, and that child would come to the front.
+void Qt_MDI_Form::Child_Closing(QMdiSubWindow* child) {
+    if (child != area_->activeSubWindow())
+        return;
+    QPointer<QMdiSubWindow> before;
+    const QList<QMdiSubWindow*> history = area_->subWindowList(QMdiArea::ActivationHistoryOrder);
+    for (auto it = history.rbegin(); it != history.rend() && before == nullptr; ++it)
+        if (*it != child && (*it)->isVisible())
+            before = *it;
+    if (before == nullptr)
+        return;
+    QPointer<QMdiSubWindow> closing = child;
+    QTimer::singleShot(0, this, [this, before, closing] {
+        // A close that was refused leaves the child where it was.
+        if (before != nullptr && (closing == nullptr || !closing->isVisible()))
+            area_->setActiveSubWindow(before);
+    });
 }
 
 void Qt_MDI_Form::Arrange(Arrange_Mode mode) {

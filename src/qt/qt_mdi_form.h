@@ -15,6 +15,7 @@ class QAction;
 class QIcon;
 class QLabel;
 class QMdiArea;
+class QMdiSubWindow;
 class QMenu;
 class QToolBar;
 
@@ -63,6 +64,7 @@ public:
 
 protected:
     void closeEvent(QCloseEvent* event) override;
+    bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
     void Build_Menus();
@@ -71,6 +73,8 @@ private:
     void Build_Toolbar();
     void Update_From_Model();
     void Open_Dialog(QDialog* dialog);
+    // A child closed by the user gives the front back to the child used before it.
+    void Child_Closing(QMdiSubWindow* child);
 
     Program_State& state_;
     Ui& ui_;

@@ -7,8 +7,14 @@ class QCoreApplication;
 
 namespace td {
 
-// Installs the translation into `app`. False when the installation has none: the toolkit's
-// texts then stay English, and nothing else changes.
+// Installs the translation into `app`, with the few texts of the file dialog it lacks. False
+// when the installation has none: the toolkit's texts then stay English, and nothing else
+// changes.
 bool Install_Qt_Russian(QCoreApplication& app);
+
+// Before the application object is made: dates, months and sizes in Russian wherever the
+// widgets format them, also where they take the system's locale rather than the default one
+// (the file dialog's columns). Numbers of the C library stay as they are.
+void Use_Russian_Locale();
 
 } // namespace td

@@ -65,7 +65,9 @@ int Box_Answer_Of(int standard_button) {
 }
 
 Qt_Ui::Qt_Ui() = default;
-Qt_Ui::~Qt_Ui() = default;
+Qt_Ui::~Qt_Ui() {
+    delete progress_.data();
+}
 
 void Qt_Ui::Set_Main_Window(QMainWindow* window, QMdiArea* area) {
     main_window_ = window;
@@ -149,7 +151,7 @@ void Qt_Ui::Splash_Modal_Wait() {
 
 void Qt_Ui::Search_Progress_Show(const std::string& label) {
     if (!progress_)
-        progress_ = std::make_unique<Qt_Search_Progress>(main_window_);
+        progress_ = new Qt_Search_Progress(main_window_);
     progress_->Set_Label(Q(label));
     progress_->show();
     progress_->raise();
@@ -170,7 +172,7 @@ void Qt_Ui::Search_Progress_Hide() {
 }
 
 QWidget* Qt_Ui::Search_Progress_Form() const {
-    return progress_.get();
+    return progress_.data();
 }
 
 QWidget* Qt_Ui::Splash_Form() const {
@@ -180,9 +182,46 @@ QWidget* Qt_Ui::Splash_Form() const {
 void Qt_Ui::Main_Window_Enabled(bool enabled) {
     if (main_window_ == nullptr)
         return;
+    if (!enabled && main_window_->isEnabled())
+        focus_before_disable_ = QApplication::focusWidget();
     main_window_->setEnabled(enabled);
-    if (enabled)
+    if (enabled) {
+        Focus_Front_Child();
         main_window_->activateWindow();
+    }
+}
+
+// Disabling the main window takes the focus from it. Activated again without a focus widget, it
+// would give the focus to the first child window in the focus chain, and that child would come
+// to the front over the one the user works in.
+void Qt_Ui::Focus_Front_Child() {
+    if (mdi_area_ == nullptr)
+        return;
+    QMdiSubWindow* front = mdi_area_->activeSubWindow();
+    if (front == nullptr) {
+        const QList<QMdiSubWindow*> order =
+            mdi_area_->subWindowList(QMdiArea::ActivationHistoryOrder);
+        if (!order.isEmpty())
+            front = order.last();
+    }
+    if (front == nullptr || front->widget() == nullptr)
+        return;
+    auto takes_focus = [](const QWidget* widget) {
+        return widget->isVisible() && widget->isEnabled() && (widget->focusPolicy() & Qt::TabFocus);
+    };
+    QWidget* target = focus_before_disable_;
+    if (target == nullptr || !front->isAncestorOf(target) || !takes_focus(target)) {
+        target = nullptr;
+        for (QWidget* child : front->widget()->findChildren<QWidget*>())
+            if (takes_focus(child)) {
+                target = child;
+                break;
+            }
+    }
+    if (target != nullptr)
+        target->setFocus(Qt::OtherFocusReason);
+    else
+        front->setFocus(Qt::OtherFocusReason);
 }
 
 void Qt_Ui::Pump_Events() {

@@ -4,6 +4,7 @@
 
 #include "base/ports.h"
 
+#include <QPointer>
 #include <deque>
 #include <functional>
 #include <memory>
@@ -51,14 +52,18 @@ public:
 private:
     Qt_Splash* Splash();
     QWidget* Box_Parent() const;
+    // The child window in front takes the focus back, before the main window is activated.
+    void Focus_Front_Child();
 
     QMainWindow* main_window_ = nullptr;
     QMdiArea* mdi_area_ = nullptr;
     std::unique_ptr<Qt_Splash> splash_;
-    std::unique_ptr<Qt_Search_Progress> progress_;
+    // Owned by the main window it belongs to, once there is one; gone with it.
+    QPointer<Qt_Search_Progress> progress_;
     std::function<void()> before_end_;
     bool auto_answer_ = false;
     std::deque<int> answers_;
+    QPointer<QWidget> focus_before_disable_;
 };
 
 // Flags of a box to its icon and buttons; the button pressed to the answer.

@@ -140,6 +140,7 @@ public:
         scroll_ = new QScrollBar(Qt::Vertical, this);
         scroll_->setObjectName(QStringLiteral("FlatScrollBar1"));
         scroll_->setRange(1, 1);
+        scroll_->setPageStep(1); // a click beside the thumb turns one page, as the arrows do
         middle->addWidget(scroll_);
         layout->addLayout(middle, 1);
         const std::vector<std::string> captions = Report_Viewer::Value_Captions(kind);
@@ -178,6 +179,9 @@ public:
 
     Report_Viewer& Model() { return model_; }
     int Grid_Twips() const {
+        // A window just shown hasn't had its layout run: the grid would be measured too narrow.
+        if (isVisible())
+            layout()->activate();
         return Pixels_To_Twips(std::max(view_->viewport()->width(), 600), logicalDpiX());
     }
 
@@ -189,9 +193,8 @@ public:
         updating_ = false;
         for (std::size_t i = 0; i < values_.size() && i < model_.Value_Labels.size(); ++i)
             values_[i]->setText(Q(model_.Value_Labels[i]));
+        // The grid's top row says where the page shows from: its first row, or a row found.
         view_->Grid_Model().Refresh();
-        if (model_.MSFlexGrid1.Row() > 0)
-            view_->scrollTo(view_->model()->index(model_.MSFlexGrid1.Row() - 1, 0));
         Update_Status();
     }
 
@@ -329,7 +332,7 @@ public:
         if (!report)
             return;
         if (!report->ok) {
-            ui_.Message_Box("Отчёт не построен: " + report->failure, box::Stop, "Ошибка");
+            ui_.Message_Box("Отчёт не построен: " + report->screen_failure, box::Stop, "Ошибка");
             return;
         }
         Report_Window* content = Viewer(Viewer_Kind::Reports_F);

@@ -57,6 +57,8 @@ public:
 
     Shop& Model() { return model_; }
     void Load();
+    // The grids' widths as laid out on screen, for the model to size their columns from.
+    void Widths();
 
 protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
@@ -64,7 +66,6 @@ protected:
 
 private:
     void Sync();
-    void Widths();
     bool List_Key(QKeyEvent* key, bool pressed);
     void Close_Window();
 
@@ -149,8 +150,14 @@ Shop_Window::Shop_Window(Qt_MDI_Form& main, Program_State& state, Ui& ui, Clock&
         if (!syncing_)
             model_.Combo3_Click(index);
     });
-    connect(command1_, &QPushButton::clicked, this, [this] { model_.Command1_Click(); });
-    connect(command2_, &QPushButton::clicked, this, [this] { model_.Command2_Click(); });
+    connect(command1_, &QPushButton::clicked, this, [this] {
+        Widths();
+        model_.Command1_Click();
+    });
+    connect(command2_, &QPushButton::clicked, this, [this] {
+        Widths();
+        model_.Command2_Click();
+    });
     connect(command3_, &QPushButton::clicked, this, [this] { Close_Window(); });
     model_.On_Change([this] { Sync(); });
 }
@@ -195,8 +202,10 @@ void Shop_Window::Sync() {
 }
 
 void Shop_Window::Widths() {
-    if (list_ == nullptr)
+    // A hidden window, or one not laid out yet, would give the widths of no real grid.
+    if (list_ == nullptr || !isVisible())
         return;
+    layout()->activate();
     model_.Set_Grid_Widths(Pixels_To_Twips(list_->viewport()->width(), logicalDpiX()),
                            Pixels_To_Twips(result_->viewport()->width(), logicalDpiX()));
 }
@@ -335,6 +344,13 @@ public:
         content->Load();
     }
     Shop* Model() { return content_ != nullptr ? &content_->Model() : nullptr; }
+    // The model about to lay a grid out, with the widths on screen.
+    Shop* Measured_Model() {
+        if (content_ == nullptr)
+            return nullptr;
+        content_->Widths();
+        return &content_->Model();
+    }
     Open_Browsers& Browsers() { return browsers_; }
     Program_State& State() { return state_; }
 
@@ -375,11 +391,11 @@ void Attach_Shop_View(Qt_MDI_Form& window, Program_State& state, Ui& ui, Clock& 
         controller->Open();
     });
     form.Set_Command("mnu_shop_popup_cls", [controller] {
-        if (Shop* shop = controller->Model())
+        if (Shop* shop = controller->Measured_Model())
             shop->Clear_List();
     });
     form.Set_Command("mnu_shop_popup_msf_New", [controller] {
-        if (Shop* shop = controller->Model())
+        if (Shop* shop = controller->Measured_Model())
             shop->Clear_Log();
     });
     // "Информация": the ticket of the result row, of the screen's fuel and volume, named as the

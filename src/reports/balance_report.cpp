@@ -99,6 +99,10 @@ Balance_Report Build_Balance_Report(const Program_State& state, const Balance_Co
             report.failure = "out of range: the level 1 company '" + Trim_Text(company.Name()) +
                              "' (company record " + std::to_string(r) + ") has the code '" +
                              Trim_Text(company.Code()) + "', outside 0 to 100";
+            report.screen_failure = "у компании первого уровня '" + Trim_Text(company.Name()) +
+                                    "' (запись " + std::to_string(r) +
+                                    " справочника компаний) код '" + Trim_Text(company.Code()) +
+                                    "' вне пределов от 0 до 100";
             return report;
         }
         group_names[static_cast<std::size_t>(n)] = Trim_Text(company.Name());
@@ -126,12 +130,18 @@ Balance_Report Build_Balance_Report(const Program_State& state, const Balance_Co
         const long company = ticket.Company;
         const int fuel = ticket.Fuel;
         if (company < 1 || company > Max_Code || fuel < 1 || fuel > Fuel_Slots) {
+            const bool bad_company = company < 1 || company > Max_Code;
+            const std::string record = std::to_string(k + state.Records_Offset);
             report.failure =
-                "out of range: ticket " + Serial_Of(ticket) + " (database record " +
-                std::to_string(k + state.Records_Offset) + ") has " +
-                (company < 1 || company > Max_Code
-                     ? "the company " + std::to_string(company) + ", outside 1 to 16384"
-                     : "the fuel " + std::to_string(fuel) + ", outside 1 to 8");
+                "out of range: ticket " + Serial_Of(ticket) + " (database record " + record +
+                ") has " +
+                (bad_company ? "the company " + std::to_string(company) + ", outside 1 to 16384"
+                             : "the fuel " + std::to_string(fuel) + ", outside 1 to 8");
+            report.screen_failure =
+                "у талона " + Serial_Of(ticket) + " (запись " + record + " базы данных) " +
+                (bad_company
+                     ? "номер компании " + std::to_string(company) + " вне пределов от 1 до 16384"
+                     : "марка ГСМ " + std::to_string(fuel) + " вне пределов от 1 до 8");
             return report;
         }
         Balance_Row& row = table[static_cast<std::size_t>(company - 1)];
@@ -184,6 +194,9 @@ Balance_Report Build_Balance_Report(const Program_State& state, const Balance_Co
                 report.failure = "out of range: the company '" + Trim_Text(company.Name()) +
                                  "' (company record " + std::to_string(n) + ") has the code '" +
                                  Trim_Text(company.Code()) + "', outside 0 to 16384";
+                report.screen_failure = "у компании '" + Trim_Text(company.Name()) + "' (запись " +
+                                        std::to_string(n) + " справочника компаний) код '" +
+                                        Trim_Text(company.Code()) + "' вне пределов от 0 до 16384";
                 return report;
             }
             // Two companies of one section with one code: the later company number wins.

@@ -41,8 +41,10 @@ inline constexpr const char* Section_Total_Text = "        Итого по ра�
 
 struct Balance_Report {
     bool ok = false;
-    // What stopped the run (a code or an index out of range), naming the ticket or company.
+    // What stopped the run (a code or an index out of range), naming the ticket or company:
+    // in English for tdctl, and in Russian for the desktop's box.
     std::string failure;
+    std::string screen_failure;
     std::string title;
     std::vector<std::string> fuel_names; // the named fuels in slot order, without gaps
     std::vector<std::string> rows;

@@ -114,32 +114,42 @@ bool Rep_Reg::Show_Ticket(const Ticket_Info_Request& request) {
 bool Rep_Reg::Rewrite(long number, const std::string& title, void (*change)(Ticket_Record&)) {
     const std::string database = state_.Path_Of(state_.settings.Database_File);
     write_failure.clear();
+    std::string shown; // the same in Russian, for the box
+    constexpr int No_Error = -1;
+    auto fail = [&](const std::string& english, const std::string& russian, int error) {
+        write_failure = english;
+        shown = russian;
+        if (error != No_Error) {
+            write_failure += std::string(": ") + std::strerror(error);
+            shown += " (код ошибки " + std::to_string(error) + ")";
+        }
+    };
     Database_Lock lock(database);
     if (!lock.Held()) {
-        write_failure =
-            lock.Status() == Database_Lock::State::Busy
-                ? "the database is being written by another process"
-                : std::string("cannot lock the database: ") + std::strerror(lock.Error());
+        if (lock.Status() == Database_Lock::State::Busy)
+            fail("the database is being written by another process",
+                 "база данных занята: в неё пишет другая программа", No_Error);
+        else
+            fail("cannot lock the database", "не удалось занять базу данных", lock.Error());
     } else if (number < 1) {
-        write_failure = "no ticket record is named";
+        fail("no ticket record is named", "не указана запись талона", No_Error);
     } else {
         Record_File file(database, Ticket_Record_Size, Record_File::Mode::Read_Write);
         std::uint8_t raw[Ticket_Record_Size];
         if (!file.Is_Open() || !file.Read(static_cast<std::uint64_t>(number), raw)) {
-            write_failure = std::string("cannot read the database: ") + std::strerror(file.Error());
+            fail("cannot read the database", "не удалось прочитать базу данных", file.Error());
         } else {
             Ticket_Record ticket = Decode_Ticket(raw);
             change(ticket);
             Encode(ticket, raw);
             if (!file.Write(static_cast<std::uint64_t>(number), raw) || !file.Sync())
-                write_failure =
-                    std::string("cannot write the database: ") + std::strerror(file.Error());
+                fail("cannot write the database", "не удалось записать базу данных", file.Error());
         }
     }
     if (write_failure.empty())
         return true;
-    ui_.Message_Box("Талон не изменён: " + write_failure + " (" + database + ").",
-                    box::Ok_Only | box::Stop, title);
+    ui_.Message_Box("Талон не изменён: " + shown + " (" + database + ").", box::Ok_Only | box::Stop,
+                    title);
     return false;
 }
 

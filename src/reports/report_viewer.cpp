@@ -105,6 +105,8 @@ void Report_Viewer::FlatScrollBar1_Change() {
     }
     grid.Set_Row(keep_row);
     grid.Set_Col(keep_col);
+    // A page refilled from two rows opens at its first row.
+    grid.Set_Top_Row(1);
     Status_Label = Status_Text(page, count);
     Scroll_Tooltip = Status_Label;
     grid.Set_Visible(true);

@@ -77,6 +77,7 @@ void Scan_Index(const std::string& index_path, const Record_File& database, int 
     const std::uint64_t count = static_cast<std::uint64_t>(std::max(0, z_counts.Get(fuel, volume)));
     std::vector<std::uint8_t> block;
     std::vector<std::uint8_t> ticket(Ticket_Record_Size);
+    Seen_Records seen(static_cast<std::int64_t>(database.Record_Count()));
     // Entry k is record k + 1; record 1 is the header.
     for (std::uint64_t k = 1; k <= count && !wanted.All_Found();) {
         const std::uint64_t n = std::min(Index_Block_Records, count - k + 1);
@@ -86,7 +87,7 @@ void Scan_Index(const std::string& index_path, const Record_File& database, int 
         for (std::uint64_t j = 0; j < n && !wanted.All_Found(); ++j) {
             const Z_Record entry = Decode_Z_Record(block.data() + j * Z_Record_Size);
             const std::string* text = wanted.Match(entry.Serial);
-            if (text == nullptr)
+            if (text == nullptr || !seen.First(entry.Record_No))
                 continue;
             // Record_No is absolute: the offset is already in it. The entry's Used and Deleted
             // bytes are a copy from indexing time; the caller judges the live record.
@@ -171,6 +172,19 @@ std::vector<Number_Hit> Lookup_Numbers(const std::string& data_folder,
     else
         Scan_Database(database, fuel, volume, ticket_count, records_offset, set, hits);
     return hits;
+}
+
+Seen_Records::Seen_Records(std::int64_t highest)
+    : low_(static_cast<std::size_t>(std::clamp<std::int64_t>(highest + 1, 0, 1 << 26))) {}
+
+bool Seen_Records::First(std::int32_t record) {
+    if (record >= 0 && static_cast<std::size_t>(record) < low_.size()) {
+        if (low_[static_cast<std::size_t>(record)])
+            return false;
+        low_[static_cast<std::size_t>(record)] = true;
+        return true;
+    }
+    return others_.insert(record).second;
 }
 
 } // namespace td

@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <limits>
 #include <string>
+#include <unordered_set>
 #include <vector>
 
 namespace td {
@@ -53,6 +54,21 @@ public:
 
 private:
     std::array<std::array<std::int32_t, Max_Volume + 1>, Max_Fuel + 1> counts_{};
+};
+
+// The records a walk over an index file has reached. The counts of a pair are cumulative and a
+// pass over a single sale adds the pair's entries again, so one record can be named by several
+// entries: a walk judges each record once.
+class Seen_Records {
+public:
+    // Records 0 to `highest` are kept in a bit each; others (damaged entries) in a set.
+    explicit Seen_Records(std::int64_t highest);
+    // True the first time `record` is offered.
+    bool First(std::int32_t record);
+
+private:
+    std::vector<bool> low_;
+    std::unordered_set<std::int32_t> others_;
 };
 
 struct Number_Hit {

@@ -132,14 +132,17 @@ void Walk_Number_Index(Program_State& state, int fuel, int volume,
                       Record_File::Mode::Read_Only);
     constexpr long Block = 8192;
     std::vector<std::uint8_t> bytes(static_cast<std::size_t>(Block) * Z_Record_Size);
+    Seen_Records seen(std::int64_t{state.Ticket_Count} + state.Records_Offset);
     for (long k = 1; k <= count; k += Block) {
         const long n = std::min(Block, count - k + 1);
         if (!index.Is_Open() || !index.Read_Block(static_cast<std::uint64_t>(k) + 1,
                                                   static_cast<std::uint64_t>(n), bytes.data()))
             std::fill(bytes.begin(), bytes.end(), 0);
-        for (long e = 0; e < n; ++e)
-            if (!visit(k + e, Decode_Z_Record(bytes.data() + e * Z_Record_Size)))
+        for (long e = 0; e < n; ++e) {
+            const Z_Record entry = Decode_Z_Record(bytes.data() + e * Z_Record_Size);
+            if (seen.First(entry.Record_No) && !visit(k + e, entry))
                 return;
+        }
         progress(k + n - 1);
     }
 }

@@ -66,6 +66,27 @@ int Shop::Station_Top() const {
     return std::max(top, ListView1.Count());
 }
 
+namespace {
+
+// The grid's columns from the usable part of one width to that of another.
+void Rescale_Columns(Grid& grid, int old_twips, int new_twips) {
+    const long long before = old_twips - Log_Grid_Margin;
+    const long long after = new_twips - Log_Grid_Margin;
+    if (before <= 0 || after <= 0 || before == after)
+        return;
+    for (int col = 0; col < grid.Cols(); ++col)
+        grid.Set_Column_Width(col, static_cast<int>(grid.Column_Width(col) * after / before));
+}
+
+} // namespace
+
+void Shop::Set_Grid_Widths(int list_twips, int result_twips) {
+    Rescale_Columns(MSFlexGrid1, list_width_, list_twips);
+    Rescale_Columns(MSFlexGrid2, result_width_, result_twips);
+    list_width_ = list_twips;
+    result_width_ = result_twips;
+}
+
 // ---- Opening and closing ---------------------------------------------------------------------
 
 void Shop::Prepare_List() {

@@ -56,11 +56,9 @@ public:
     Redemption_Outcome Last_Outcome() const { return outcome_; }
     bool Busy() const { return busy_; }
 
-    // Widths in twips, as the view lays the two grids out.
-    void Set_Grid_Widths(int list_twips, int result_twips) {
-        list_width_ = list_twips;
-        result_width_ = result_twips;
-    }
+    // Widths in twips, as the view lays the two grids out. The columns already laid out follow a
+    // new width in proportion.
+    void Set_Grid_Widths(int list_twips, int result_twips);
     int Result_Width() const { return result_width_; }
 
     // Called after anything a view shows changed.

@@ -10,6 +10,8 @@
 #include "qt_test_support.h"
 #include "storage/reference.h"
 
+#include <QAbstractItemView>
+#include <QCalendarWidget>
 #include <QHeaderView>
 #include <QMessageBox>
 
@@ -218,6 +220,21 @@ private slots:
 
         Leaving_Writes_Nothing("mnu_User_Volume", "Новая серия талонов по литражу",
                                State().settings.User_Volume_File, "Закрыть");
+    }
+
+    // "Выбор текущей даты": a day chosen and Enter in the calendar set the working date.
+    void enterInTheWorkingDatePickerTakesTheDay() {
+        QTimer::singleShot(50, [] {
+            auto* dialog = qobject_cast<QDialog*>(QApplication::activeModalWidget());
+            QVERIFY(dialog != nullptr);
+            auto* calendar = dialog->findChild<QCalendarWidget*>();
+            calendar->setSelectedDate(QDate(2026, 11, 20));
+            QTest::keyClick(calendar->findChild<QAbstractItemView*>(), Qt::Key_Return);
+            // Not taken: closed all the same, so that the test goes on to say so.
+            QTimer::singleShot(200, dialog, &QDialog::reject);
+        });
+        window->Model().Menu_Click("mnu_Services_Current_date");
+        QCOMPARE(State().Current_Date, Date_Serial(2026, 11, 20));
     }
 
     // A question box reads "Да" and "Нет", as everything around it does.

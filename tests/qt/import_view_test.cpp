@@ -5,6 +5,8 @@
 #include "qt/import_view.h"
 #include "qt_test_support.h"
 
+#include <QFileDialog>
+#include <QFileSystemModel>
 #include <QPlainTextEdit>
 #include <QProgressBar>
 
@@ -58,6 +60,44 @@ private slots:
         QCOMPARE(settings.Get("Tally Depot", "Kernel", "1C DB Path", ""), Path("sc.dbf"));
         view->Option(1)->click();
         QVERIFY(!view->Text3()->isVisibleTo(view));
+        view->close();
+    }
+
+    // "Обзор": the file dialog names kinds, sizes and months in Russian.
+    void browseDialogReadsInRussian() {
+        QVERIFY(Install_Qt_Russian(*QCoreApplication::instance()));
+        home->Write("sc.dbf", std::string(100, 'x'));
+        std::filesystem::create_directory(Path("sub"));
+        Import_1C_View* view = Open_Import_1C(window.get(), State(), *ui, clock, settings);
+        QTest::keyClicks(view->Text1(), QString::fromStdString(Path("sc.dbf")));
+        QStringList folder;
+        QStringList file;
+        QTimer watch;
+        watch.setInterval(20);
+        connect(&watch, &QTimer::timeout, [&] {
+            auto* dialog = qobject_cast<QFileDialog*>(QApplication::activeModalWidget());
+            auto* model = dialog ? dialog->findChild<QFileSystemModel*>() : nullptr;
+            if (model == nullptr)
+                return;
+            const QModelIndex sub = model->index(QString::fromStdString(Path("sub")));
+            const QModelIndex dbf = model->index(QString::fromStdString(Path("sc.dbf")));
+            folder = {model->index(sub.row(), 2, sub.parent()).data().toString()};
+            file = {model->index(dbf.row(), 1, dbf.parent()).data().toString(),
+                    model->index(dbf.row(), 3, dbf.parent()).data().toString()};
+            if (!folder[0].isEmpty() && !file[1].isEmpty()) {
+                watch.stop();
+                dialog->reject();
+            }
+        });
+        watch.start();
+        for (QPushButton* button : view->findChildren<QPushButton*>())
+            if (button->text() == Q("Обзор"))
+                button->click();
+        QCOMPARE(folder, QStringList{Q("Папка")});
+        QVERIFY2(file[0].contains(Q("байт")), qPrintable(file[0]));
+        const QString month =
+            QLocale(QLocale::English).monthName(QDate::currentDate().month(), QLocale::ShortFormat);
+        QVERIFY2(!file[1].contains(month), qPrintable(file[1]));
         view->close();
     }
 };

@@ -9,6 +9,7 @@
 #include "kernel/state.h"
 #include "qt/grid_view.h"
 #include "qt/qt_mdi_form.h"
+#include "qt/qt_translation.h"
 #include "storage/record_file.h"
 #include "storage/records.h"
 #include "support/fakes.h"
@@ -95,6 +96,7 @@ protected:
 #define TD_QTEST_MAIN(Test_Class)                                                                  \
     int main(int argc, char** argv) {                                                              \
         td::test::Isolate_User_Store();                                                            \
+        td::Use_Russian_Locale();                                                                  \
         QApplication app(argc, argv);                                                              \
         Test_Class test;                                                                           \
         return QTest::qExec(&test, argc, argv);                                                    \

@@ -77,9 +77,32 @@ private slots:
         // Автобаза: the 65 even coupons of fuel 1, the 21 of them divisible by 6 redeemed at 19.5.
         QCOMPARE(Cell(content, 3, 1), QStringLiteral("1289,5  /  409,5  /  880"));
         QCOMPARE(Cell(content, 3, 2), QStringLiteral("0  /  0  /  0"));
+        // Figures stand right, names left.
+        auto* grid = content->findChild<Qt_Grid_View*>(QStringLiteral("MSFlexGrid1"));
+        auto alignment = [grid](int row, int col) {
+            return grid->model()->index(row, col).data(Qt::TextAlignmentRole).toInt() &
+                   Qt::AlignHorizontal_Mask;
+        };
+        QCOMPARE(alignment(3, 1), int(Qt::AlignRight));
+        QCOMPARE(alignment(3, 0), 0);
         // Ромашка: the 65 odd coupons of fuel 2, 22 of them redeemed.
         QCOMPARE(Cell(content, 4, 2), QStringLiteral("1289  /  429  /  860"));
         QCOMPARE(Label(content, "Label2"), QStringLiteral("Отображены записи №№ 1 - 8 из 8"));
+        // The columns share the width of the grid as laid out in the new window: the first
+        // one and a half shares, three others one each, of the width less 375 twips.
+        // Built again while another window is in front: the same.
+        auto shares_the_width = [grid] {
+            const int share = (grid->viewport()->width() -
+                               Qt_Grid_View::Twips_To_Pixels(375, grid->logicalDpiX())) *
+                              2 / 9;
+            return std::abs(grid->columnWidth(0) - share * 3 / 2) <= 2 &&
+                   std::abs(grid->columnWidth(3) - share) <= 2;
+        };
+        QVERIFY(shares_the_width());
+        window->Mdi_Area()->addSubWindow(new QLabel("x"))->showMaximized();
+        window->Model().tbToolBar_ButtonClick("Отчёт");
+        QCoreApplication::processEvents();
+        QVERIFY(shares_the_width());
 
         // The double click on the grid, answered yes, prints the page to a PDF without a printer.
         ui->Answer_Next(box::Answer_Yes);
@@ -143,9 +166,23 @@ private slots:
                  QColor(170, 20, 20));
         auto* scroll = content->findChild<QScrollBar*>(QStringLiteral("FlatScrollBar1"));
         QCOMPARE(scroll->maximum(), 2);
-        scroll->setValue(2);
+        QCOMPARE(scroll->pageStep(), 1);
+        // Read down to the end of page 1: the next page, and a new report, open at their tops.
+        auto* view = content->findChild<Qt_Grid_View*>(QStringLiteral("MSFlexGrid1"));
+        auto at_top = [&view] {
+            QCoreApplication::processEvents();
+            return view->rowAt(0) == 0;
+        };
+        view->scrollToBottom();
+        QVERIFY(!at_top());
+        scroll->triggerAction(QAbstractSlider::SliderPageStepAdd);
         QCOMPARE(Label(content, "Label2"), QStringLiteral("Отображены записи №№ 61 - 68 из 68"));
         QCOMPARE(Cell(content, 6, 0), QStringLiteral("Продано"));
+        QVERIFY(at_top());
+        scroll->setValue(1);
+        view->scrollToBottom();
+        window->Model().Menu_Click("mnu_popup_user_stat");
+        QVERIFY(at_top());
 
         Resolve_Tickets station(State(), *ui, clock, settings, nullptr);
         Grid& stations = station.MSFlexGrid1;

@@ -3,6 +3,7 @@
 // Whatever ends the process runs in a child process; the parent judges what it left.
 #include "kernel/errorscreen.h"
 #include "kernel/startup.h"
+#include "qt/program_icon.h"
 #include "qt/qt_user_settings.h"
 #include "qt/qt_views.h"
 #include "qt_test_support.h"
@@ -124,6 +125,15 @@ private slots:
         QCOMPARE(about->findChild<QLabel*>("lblUser")->text(), Q("Бухгалтер"));
         QCOMPARE(about->findChild<QLabel*>("lblCompany")->text(), Q("ООО Ромашка"));
         QVERIFY(about->findChild<QPushButton*>("cmdSysInfo") == nullptr);
+        // The program's own icon on the main window, a dialog and a child window: the drop of
+        // the coupon drawn blue.
+        const QImage icon = Program_Icon().pixmap(64).toImage();
+        QVERIFY(icon.pixelColor(41, 38).blue() > 150 && icon.pixelColor(41, 38).red() < 80);
+        QMdiSubWindow* child = window->Mdi_Area()->addSubWindow(new QLabel);
+        for (QWidget* shown : {static_cast<QWidget*>(window.get()), static_cast<QWidget*>(about),
+                               static_cast<QWidget*>(child)})
+            QCOMPARE(shown->windowIcon().pixmap(64).toImage(), icon);
+        child->close();
 
         QTest::keyRelease(about, Qt::Key_F9);
         QTest::keyRelease(about, Qt::Key_F8, Qt::AltModifier);

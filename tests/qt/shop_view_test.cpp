@@ -4,6 +4,7 @@
 #include "browsers/resolve_tickets.h"
 #include "kernel/cache_passes.h"
 #include "qt/browser_views.h"
+#include "qt/qt_ui.h"
 #include "qt/report_views.h"
 #include "qt/shop_view.h"
 #include "qt_test_support.h"
@@ -38,26 +39,42 @@ private slots:
         Write_Tickets(tickets);
         CreateCacheFile(state, *ui, clock, state.settings.Cache_User_File, "new", 0, "",
                         state.settings.Database_File, "null");
+    }
+
+    // The screens speak to `used`: the recording Ui, or the desktop's own.
+    void Show_On(Ui& used) {
+        Program_State& state = State();
         Show_Window([&] {
-            Attach_Browser_Views(*window, state, *ui, clock, settings, browsers);
-            Attach_Shop_View(*window, state, *ui, clock, browsers);
-            Attach_Report_Views(*window, state, *ui, clock, settings, browsers);
+            Attach_Browser_Views(*window, state, used, clock, settings, browsers);
+            Attach_Shop_View(*window, state, used, clock, browsers);
+            Attach_Report_Views(*window, state, used, clock, settings, browsers);
         });
     }
 
-    void keysOnTheListThenCheckAndCommit() {
-        // The station browser on station 2, fuel column 2 (АИ-95), then on column 1 (АИ-92).
+    // The station browser on station 2, fuel column 1 (АИ-92), and from its menu the screen.
+    QMdiSubWindow* Open_Redemption() {
         window->Model().tbToolBar_ButtonClick("Списание таллонов");
         QCoreApplication::processEvents();
         Resolve_Tickets* station = browsers.Station();
-        QVERIFY(station != nullptr);
+        if (station == nullptr)
+            return nullptr;
         station->MSFlexGrid1.Set_Row(2);
         station->MSFlexGrid1.Set_Col(1);
-        QVERIFY(window->Menu_Action("mnu_popup_release")->isEnabled());
+        if (!window->Menu_Action("mnu_popup_release")->isEnabled())
+            return nullptr;
         window->Model().Menu_Click("mnu_popup_release");
         QCoreApplication::processEvents();
-        QMdiSubWindow* sub = Window_Titled(Shop::Caption);
+        return Window_Titled(Shop::Caption);
+    }
+
+    static bool Near(int pixels, int expected) { return std::abs(pixels - expected) <= 2; }
+
+    void keysOnTheListThenCheckAndCommit() {
+        Show_On(*ui);
+        // The station browser on station 2, fuel column 2 (АИ-95), then on column 1 (АИ-92).
+        QMdiSubWindow* sub = Open_Redemption();
         QVERIFY(sub != nullptr);
+        Resolve_Tickets* station = browsers.Station();
         QVERIFY(sub->isMaximized());
         QCOMPARE(State().Redemption_Column, 0);
         QCOMPARE(sub->findChild<QLabel*>("Label7")->text(), QString("АЗС-2"));
@@ -139,6 +156,61 @@ private slots:
         QCoreApplication::processEvents();
         QVERIFY(Window_Titled(Shop::Caption) == nullptr);
     }
+
+    // Under the desktop's own Ui (its progress form, the main window disabled meanwhile) the
+    // buyer browser opened first stays behind the screen through check, commit and check, and
+    // the grids keep the shares of their own widths.
+    void theScreenStaysInFrontWithItsWidths() {
+        desktop = std::make_unique<Qt_Ui>();
+        desktop->Set_Auto_Answers({box::Answer_Yes});
+        Show_On(*desktop);
+        desktop->Set_Main_Window(window.get(), window->Mdi_Area());
+        window->Model().tbToolBar_ButtonClick("Продажа таллонов");
+        QMdiSubWindow* sub = Open_Redemption();
+        QVERIFY(sub != nullptr);
+        auto* list = sub->findChild<Qt_Grid_View*>("MSFlexGrid1");
+        auto* result = sub->findChild<Qt_Grid_View*>("MSFlexGrid2");
+        const int margin = Qt_Grid_View::Twips_To_Pixels(350, result->logicalDpiX());
+        QTest::mouseClick(list->viewport(), Qt::LeftButton, {},
+                          list->visualRect(list->model()->index(0, 0)).center());
+        QTest::keyClicks(list, "100001");
+        QTest::keyClick(list, Qt::Key_Return);
+        for (const char* button : {"Command1", "Command2", "Command1"}) {
+            QTest::mouseClick(sub->findChild<QPushButton*>(button), Qt::LeftButton);
+            QTest::qWait(20);
+            QCOMPARE(window->Mdi_Area()->activeSubWindow(), sub);
+            const int usable = result->viewport()->width() - margin;
+            QVERIFY2(Near(result->columnWidth(0), usable / 4) &&
+                         Near(result->columnWidth(1), usable * 3 / 4),
+                     button);
+        }
+        // "Информация" on a result row, then its "Закрыть": the screen is in front again.
+        result->Grid_Model().Model_Grid().Set_Row(6);
+        window->Model().Menu_Click("mnu_shop_popup_msf_Info");
+        QCoreApplication::processEvents();
+        QMdiSubWindow* information = Window_Titled("Информация по талону ГСМ");
+        QVERIFY(information != nullptr);
+        for (QPushButton* button : information->findChildren<QPushButton*>())
+            if (button->text() == Q("Закрыть"))
+                QTest::mouseClick(button, Qt::LeftButton);
+        QTest::qWait(20);
+        QCOMPARE(window->Mdi_Area()->activeSubWindow(), sub);
+
+        window->Model().Menu_Click("mnu_shop_popup_cls");
+        QCoreApplication::processEvents();
+        const int half = (list->viewport()->width() - margin) / 2;
+        QVERIFY(Near(list->columnWidth(0), half) && Near(list->columnWidth(1), half));
+        // A smaller window: the columns keep their shares.
+        sub->showNormal();
+        sub->resize(700, 500);
+        QCoreApplication::processEvents();
+        const int usable = result->viewport()->width() - margin;
+        QVERIFY(Near(result->columnWidth(0), usable / 4));
+        QVERIFY(Near(result->columnWidth(1), usable * 3 / 4));
+    }
+
+private:
+    std::unique_ptr<Qt_Ui> desktop;
 };
 
 TD_QTEST_MAIN(Shop_View_Test)

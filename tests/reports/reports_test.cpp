@@ -11,8 +11,11 @@
 #include "reports/report_viewer.h"
 #include "reports/statistics.h"
 #include "storage/cache_fixture.h"
+#include "storage/file_safety.h"
 #include "support/reference_writers.h"
 
+#include <algorithm>
+#include <cctype>
 #include <gtest/gtest.h>
 
 namespace td::test {
@@ -69,6 +72,12 @@ TEST_F(Reports_Test, ACouponOrACompanyOutOfRangeStopsTheReportAndIsNamed) {
         EXPECT_FALSE(report.ok);
         for (const char* words : c.named)
             EXPECT_NE(report.failure.find(words), std::string::npos) << report.failure;
+        // The desktop's box says it in Russian alone.
+        EXPECT_FALSE(report.screen_failure.empty());
+        EXPECT_TRUE(
+            std::none_of(report.screen_failure.begin(), report.screen_failure.end(),
+                         [](char c) { return std::isalpha(static_cast<unsigned char>(c)); }))
+            << report.screen_failure;
     }
 }
 
@@ -379,6 +388,18 @@ TEST_F(Reports_Test, TicketWindowFindsTheFirstLiveCouponAndItsCommandsWriteOneBy
     EXPECT_EQ(again.Text1, "10");
     EXPECT_EQ(again.Label1, "Талон был продан!\nИнформация по талону ГСМ 'ДТ'");
     EXPECT_FALSE(again.Command2_Enabled);
+
+    // Another process writing the database: nothing written; the box in Russian, tdctl's
+    // reason in English.
+    {
+        Database_Lock other(state.Path_Of(database));
+        window.Command1_Click();
+        EXPECT_EQ(ui.boxes.back().text, "Талон не изменён: база данных занята: в неё пишет "
+                                        "другая программа (" +
+                                            state.Path_Of(database) + ").");
+        EXPECT_EQ(window.write_failure, "the database is being written by another process");
+        EXPECT_EQ(File_Bytes(database), expected);
+    }
 
     // An empty record number: the internal error, nothing written.
     Rep_Reg empty(state, ui, clock);

@@ -109,6 +109,14 @@ TEST_F(Number_Index, IndexedVolumesReadTheRecordTheEntryNames) {
     EXPECT_EQ(hits[1].ticket.Used, 1);
     EXPECT_EQ(hits[1].ticket.Deleted, 1);
 
+    // Copies of the entries, as the passes over single sales leave them: each record once.
+    Write_Index("z2_20.dat", {Entry("000556", 2 + Offset), Entry("000555", 3 + Offset),
+                              Entry("000556", 2 + Offset), Entry("000555", 3 + Offset)});
+    hits = Lookup(2, 20, {"000555", "000556", "000557"}, Counts(2, 20, 4), 3);
+    ASSERT_EQ(hits.size(), 2u);
+    EXPECT_EQ(hits[1].record_no, 3 + Offset);
+    Write_Index("z2_20.dat", {Entry("000556", 2 + Offset, 1, 1), Entry("000555", 3 + Offset)});
+
     // Entries beyond the count of the pair are not read, even though the file holds them.
     hits = Lookup(2, 20, {"000555"}, Counts(2, 20, 1), 3);
     EXPECT_TRUE(hits.empty());

@@ -381,6 +381,32 @@ TEST_F(Shop_Test, ScanWalkOfAnUnindexedVolumeAndItsTwoRows) {
     EXPECT_EQ(Total(state.settings.Cache_Used_File, 1, 1), 165);
 }
 
+// Two single sales run their passes over the file by name: the pair's counts stay cumulative
+// and its index file holds every entry three times. Each ticket is still judged once.
+TEST_F(Shop_Test, AnIndexWithRepeatedEntriesJudgesEachTicketOnce) {
+    Ticket_Record& redeemed = Add("100001", 20);
+    redeemed.Used = 1;
+    redeemed.Establishment = 3;
+    redeemed.Validation_Date = Date_Serial(2024, 3, 1);
+    Add("100002", 20);
+    Install();
+    for (int sale = 0; sale < 2; ++sale)
+        CreateCacheFile(state, ui, clock, state.settings.Cache_User_File, "proection", 0, "",
+                        state.settings.Database_File, "null");
+    ASSERT_EQ(state.Z_Counts.Get(1, 20), 6);
+    auto shop = Open(1, 0, "020");
+    List(*shop, "100001");
+    List(*shop, "100002");
+    Done_Listing(*shop);
+    shop->Command1_Click();
+    EXPECT_EQ(Rows_From(shop->MSFlexGrid2, 6),
+              (std::vector<Row>{
+                  {"100001", "Ошибка! Талон уже был списан: 01.03.2024 на АЗС-3", Record_Of(0)},
+                  {"100002", "Можно списать", Record_Of(1)},
+                  {"", "", ""},
+                  {"", "К списанию талонов: 1 шт., объёмом: 20", ""}}));
+}
+
 TEST_F(Shop_Test, EarlyEndsWriteNothing) {
     Limited("100001", Mask({}));
     Install();
