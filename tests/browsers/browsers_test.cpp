@@ -531,26 +531,5 @@ TEST_F(Browsers_Test, CurrentDateCommandRebuildsTheStationTotalsFirst) {
     EXPECT_EQ(used.Size(), Max_Station_Totals * Cache_Record_Size);
 }
 
-// The buyer's side of the registry is driven from the date picker through the views in tests/qt.
-TEST_F(Browsers_Test, DatePickerReachesTheOpenStationBrowserThroughTheRegistry) {
-    Stations({"Первая"}, {{8}});
-    Keep_Station_Date("23.11.2026");
-    Resolve_Tickets station(state, ui, clock, settings, &shell);
-    ASSERT_TRUE(station.Form_Load(nullptr));
-    int shown = 0;
-    Open_Browsers open;
-    open.Set_Station(&station, [&] { ++shown; });
-    ASSERT_TRUE(Write_Totals(Path(state.settings.Cache_Used_File), {{9}}));
-
-    Browser_Refresh& refresh = open;
-    refresh.Station_Show();
-    refresh.Station_Refresh_Data(Date_Serial(2026, 11, 24));
-    EXPECT_EQ(shown, 1);
-    EXPECT_EQ(station.MSFlexGrid1.Text(1, 1), "9");
-    EXPECT_EQ(station.Label1, "За текущую дату: 24.11.2026");
-    refresh.Buyer_Node_Click_Again(); // no buyer browser: left alone
-    EXPECT_EQ(refresh.Buyer_Grid_Row(), 0);
-}
-
 } // namespace
 } // namespace td::test

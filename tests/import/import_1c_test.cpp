@@ -288,19 +288,6 @@ TEST_F(Import_Test, ScreenStateFollowsThePathAndTheOptions) {
     EXPECT_TRUE(screen.closed);
 }
 
-TEST_F(Import_Test, ProgressRunsToAHundredAndBackToZero) {
-    std::vector<Dbf_Row> rows;
-    for (int i = 0; i < 7; ++i)
-        rows.push_back({{std::to_string(i), "1", "", "N" + std::to_string(i)}});
-    Write_Table("seven.dbf", rows);
-    auto screen = Screen("seven.dbf", 1);
-    std::vector<int> seen;
-    screen->progress_changed = [&] { seen.push_back(screen->ProgressBar1); };
-    screen->Command_Import_Click();
-    // 100 x r / 7, whole part, for r = 1..7, then 0.
-    EXPECT_EQ(seen, (std::vector<int>{14, 28, 42, 57, 71, 85, 100, 0}));
-}
-
 TEST_F(Import_Test, BadTablesTakeTheFatalPathOnImportAndEndTheRunOnCompare) {
     const std::string before = Company_Bytes(1, "1", "1", "", "", "Был");
     folder.Write("Company_Db.dat", before);

@@ -308,8 +308,6 @@ TEST_F(Cache_Builder, ModeAndTargetAreTrimmedAndCaseFree) {
     EXPECT_FALSE(ui.main_window_enabled);
     EXPECT_EQ(ui.pumps, static_cast<int>(ui.splash_progress.size()) - 1);
 
-    EXPECT_EQ(Parse_Progress_Target("SPLASH"), Progress_Target::Splash);
-    EXPECT_EQ(Parse_Progress_Target("splashy"), Progress_Target::Form);
     EXPECT_EQ(Run(" whatever "), "Error!"); // an unknown mode does nothing
     EXPECT_EQ(ui.progress_labels.size(), 0u);
 }
