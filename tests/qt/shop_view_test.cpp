@@ -117,6 +117,11 @@ private slots:
         QCOMPARE(Cell(list, 1, 0), QString("100002"));
         QCOMPARE(Cell(list, 1, 1), QString("7,5"));
         QCOMPARE(Cell(list, 3, 0), QString("999999"));
+        // Up, then Down: back on the row.
+        const int row = list->Grid_Model().Model_Grid().Row();
+        QTest::keyClick(list, Qt::Key_Up);
+        QTest::keyClick(list, Qt::Key_Down);
+        QCOMPARE(list->Grid_Model().Model_Grid().Row(), row);
 
         auto* check = sub->findChild<QPushButton*>("Command1");
         auto* commit = sub->findChild<QPushButton*>("Command2");
